@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <vector>
+
+namespace bq::pdf {
+
+// The output side of the page-copying library: pages copied out of source PDFs (read through
+// qpdf) are serialised at once into a byte buffer in the layout that the page count and the
+// bookmark rewrite rely on, so a source is no longer needed once appendPages has returned.
+//
+// Numbering: object 1 is the catalog and object 2 the page tree root, both written by
+// writeTo; copied objects are numbered from 3 in the order in which they are written.
+class OutputDocument {
+public:
+    // Appends pages first..last (1-based; last -1 or past the end: through the last page) of
+    // the PDF held in source. True when at least one page was copied. On false the document
+    // is exactly as it was before. Never throws.
+    bool appendPages(const QByteArray& source, int32_t first, int32_t last) noexcept;
+
+    int pageCount() const { return static_cast<int>(pages_.size()); }
+
+    // Writes the finished file to target (through a temporary file that is renamed last).
+    // A document without pages writes nothing. False when the file could not be written.
+    bool writeTo(const QString& target) const noexcept;
+
+    // The whole file as writeTo would store it.
+    QByteArray bytes() const;
+
+    // Bytes that, anywhere in the file before its cross-reference table, would mislead the
+    // text-level readers of the file (the first "xref" ends the object part; "\r\nN 0 obj"
+    // locates object N; a line starting "/Type /Page" counts as a page). Stream data that
+    // holds one of them is re-encoded.
+    static bool hasTextHazard(const char* data, size_t size);
+
+private:
+    friend class PageCopier;
+
+    QByteArray body_;              // the copied objects, in writing order
+    std::vector<int64_t> offsets_; // body offset of object 3 + i
+    std::vector<int> pages_;       // object numbers of the pages, in order
+    std::vector<int> ocgs_;        // optional content groups referenced by copied pages
+    std::vector<int> ocgsOff_;     // those of them that are off in their source's default view
+    QByteArray version_ = "1.4";   // highest source version seen, "d.d"
+
+    int nextNumber() const { return 3 + static_cast<int>(offsets_.size()); }
+    QByteArray tail(int64_t bodyStart) const;
+};
+
+} // namespace bq::pdf

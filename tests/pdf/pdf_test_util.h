@@ -1,0 +1,59 @@
+#pragma once
+
+// Helpers shared by the PDF toolkit tests: files, external programs, generated PDFs, the
+// layout check of joined files, and rendering through pdftoppm.
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <ostream>
+#include <vector>
+
+// Readable test names and messages for QString parameters.
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << text.toStdString();
+}
+
+namespace pdftest {
+
+// A new, empty folder below the test root.
+QString freshDir(const QString& name);
+QByteArray readFile(const QString& path);
+void writeFile(const QString& path, const QByteArray& data);
+
+struct RunResult {
+    int exitCode = -1; // -1: could not be started or crashed
+    QByteArray out;
+    QByteArray err;
+};
+RunResult run(const QString& program, const QStringList& args);
+
+// ../shared/corpus/<sub>, or empty when the folder is absent.
+QString corpusDir(const QString& sub);
+
+// A valid PDF with one page per id. Each page draws a box whose place depends on the id and
+// carries the comment "% id:<id>" in its uncompressed content stream.
+QByteArray makePdf(const QStringList& ids);
+// The "% id:" marks of a file, in file order.
+QStringList pageIds(const QByteArray& pdf);
+
+// Everything the joined files promise about their layout; empty when all is kept.
+QStringList layoutProblems(const QByteArray& pdf);
+
+// Page count as qpdf sees it; -1 when qpdf cannot read the file.
+int qpdfPageCount(const QString& path);
+
+struct Gray {
+    int width = 0;
+    int height = 0;
+    QByteArray pixels; // one byte per pixel
+};
+// Renders pages first..last (1-based) as grey images. With width and height set, each page
+// is scaled to exactly that size; otherwise it is rendered at dpi.
+std::vector<Gray> render(const QString& pdf, int first, int last, int dpi, int width = 0,
+                         int height = 0);
+// Share of pixels whose grey levels differ by more than threshold; 1 when sizes differ.
+double differingShare(const Gray& a, const Gray& b, int threshold);
+
+} // namespace pdftest
