@@ -51,7 +51,8 @@ QString corpusDir(const QString& sub) {
     return QFileInfo(path).isDir() ? QDir(path).absolutePath() : QString();
 }
 
-QByteArray makePdf(const QStringList& ids) {
+QByteArray makePdf(const QStringList& ids, const QByteArray& extraContent,
+                   const QByteArray& extraEntries) {
     QByteArray out = "%PDF-1.4\n";
     QList<qsizetype> offsets;
     auto object = [&](const QByteArray& body) {
@@ -69,9 +70,9 @@ QByteArray makePdf(const QStringList& ids) {
         const int h = static_cast<int>(qHash(ids[i]) % 150);
         const QByteArray content = "% id:" + ids[i].toLatin1() + "\n0 0 0 rg " +
                                    QByteArray::number(10 + h / 3) + " " + QByteArray::number(h) +
-                                   " 40 40 re f\n";
-        object("<< /Type /Page /Parent 2 0 R /Contents " + QByteArray::number(4 + 2 * i) +
-               " 0 R >>");
+                                   " 40 40 re f\n" + extraContent;
+        object("<< /Type /Page /Parent 2 0 R /Contents " + QByteArray::number(4 + 2 * i) + " 0 R " +
+               extraEntries + " >>");
         object("<< /Length " + QByteArray::number(content.size()) + " >>\nstream\n" + content +
                "endstream");
     }

@@ -33,8 +33,10 @@ RunResult run(const QString& program, const QStringList& args);
 QString corpusDir(const QString& sub);
 
 // A valid PDF with one page per id. Each page draws a box whose place depends on the id and
-// carries the comment "% id:<id>" in its uncompressed content stream.
-QByteArray makePdf(const QStringList& ids);
+// carries the comment "% id:<id>" in its uncompressed content stream, followed by
+// extraContent; extraEntries go into each page dictionary.
+QByteArray makePdf(const QStringList& ids, const QByteArray& extraContent = {},
+                   const QByteArray& extraEntries = {});
 // The "% id:" marks of a file, in file order.
 QStringList pageIds(const QByteArray& pdf);
 

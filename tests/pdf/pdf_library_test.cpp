@@ -1,0 +1,255 @@
+// The page-copying library and the three procedures over it, on generated files.
+
+#include "pdf/page_count.h"
+#include "pdf/pdf_library.h"
+
+#include "foundation/host.h"
+#include "pdf_test_util.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+
+#include <gtest/gtest.h>
+
+using namespace pdftest;
+
+namespace {
+
+// Writes a generated PDF with the given page ids into dir and returns its path.
+QString sourceFile(const QString& dir, const QString& name, const QStringList& ids) {
+    const QString path = dir + '/' + name;
+    writeFile(path, makePdf(ids));
+    return path;
+}
+
+QStringList joinedIds(const QString& path) {
+    return pageIds(readFile(path));
+}
+
+} // namespace
+
+TEST(PageCopying, RangesSelectPagesInCallOrder) {
+    const QString dir = freshDir(QStringLiteral("ranges"));
+    const QString abc = sourceFile(dir, QStringLiteral("abc.pdf"), {"a", "b", "c"});
+    const QString xy = sourceFile(dir, QStringLiteral("xy.pdf"), {"x", "y"});
+    struct Case {
+        int32_t first, last;
+        bool copied;
+        QStringList ids; // of the output after abc (range) then xy (1, -1)
+    };
+    const Case cases[] = {
+        {1, 1, true, {"a", "x", "y"}},      {1, -1, true, {"a", "b", "c", "x", "y"}},
+        {2, 3, true, {"b", "c", "x", "y"}}, {2, 99, true, {"b", "c", "x", "y"}},
+        {0, 1, true, {"a", "x", "y"}},      {4, 4, false, {"x", "y"}},
+        {3, 2, false, {"x", "y"}},
+    };
+    for (const Case& c : cases) {
+        const QString target = dir + QStringLiteral("/out%1_%2.pdf").arg(c.first).arg(c.last);
+        const int32_t h = PDocNew(0, 0, target);
+        EXPECT_EQ(PDocMerge(h, abc, c.first, c.last) != 0, c.copied) << c.first << ".." << c.last;
+        EXPECT_NE(PDocMerge(h, xy, 1, -1), 0);
+        PDocRelease(h);
+        EXPECT_EQ(joinedIds(target), c.ids) << c.first << ".." << c.last;
+        EXPECT_EQ(qpdfPageCount(target), c.ids.size());
+    }
+}
+
+TEST(PageCopying, UnreadableSourcesGiveZeroAndLeaveTheOutputAsItWas) {
+    const QString dir = freshDir(QStringLiteral("bad"));
+    const QString good1 = sourceFile(dir, QStringLiteral("g1.pdf"), {"g1"});
+    const QString good2 = sourceFile(dir, QStringLiteral("g2.pdf"), {"g2"});
+    const QByteArray valid = makePdf({"t1", "t2", "t3"});
+    QByteArray random(4096, '\0');
+    QRandomGenerator rng(42);
+    for (char& c : random)
+        c = static_cast<char>(rng.bounded(256));
+
+    const QString locked = dir + QStringLiteral("/locked.pdf");
+    run(QStringLiteral("qpdf"),
+        {QStringLiteral("--encrypt"), QStringLiteral("user"), QStringLiteral("owner"),
+         QStringLiteral("256"), QStringLiteral("--"), good1, locked});
+    ASSERT_TRUE(QFile::exists(locked));
+
+    const std::pair<const char*, QByteArray> sources[] = {
+        {"html", "<html><head><title>500 Internal Server Error</title></head><body>"
+                 "<h1>Error</h1><p>The document could not be found.</p></body></html>\r\n"},
+        {"empty", QByteArray()},
+        {"random", random},
+        {"header-only", "%PDF-1.4\n%\xE2\xE3\xCF\xD3\n"},
+        {"truncated-at-first-object", valid.left(valid.indexOf("1 0 obj") + 10)},
+    };
+    for (const auto& [name, bytes] : sources) {
+        const QString bad = dir + '/' + name + QStringLiteral(".pdf");
+        writeFile(bad, bytes);
+        const QString target = dir + QStringLiteral("/out-") + name + QStringLiteral(".pdf");
+        const int32_t h = PDocNew(0, 0, target);
+        EXPECT_NE(PDocMerge(h, good1, 1, 1), 0);
+        EXPECT_EQ(PDocMerge(h, bad, 1, 1), 0) << name;
+        EXPECT_EQ(PDocMerge(h, bad, 1, -1), 0) << name;
+        EXPECT_NE(PDocMerge(h, good2, 1, 1), 0);
+        PDocRelease(h);
+        EXPECT_EQ(joinedIds(target), QStringList({"g1", "g2"})) << name;
+        EXPECT_FALSE(checkpdf(bad)) << name;
+    }
+    // A file that needs a password, a missing file and an unknown handle.
+    EXPECT_FALSE(checkpdf(locked));
+    EXPECT_FALSE(checkpdf(dir + QStringLiteral("/missing.pdf")));
+    EXPECT_EQ(PDocMerge(987654, good1, 1, 1), 0);
+    PDocRelease(987654);
+}
+
+TEST(PageCopying, TruncatedSourceIsRefusedOrCopiedWhole) {
+    // qpdf may rebuild a file cut short. Either way the outcome is a clean one: refused, or
+    // a valid output with the pages that could be recovered.
+    const QString dir = freshDir(QStringLiteral("truncated"));
+    const QByteArray valid = makePdf({"t1", "t2", "t3"});
+    for (qsizetype cut : {valid.size() / 3, valid.size() / 2, valid.size() - 60}) {
+        const QString source = dir + QStringLiteral("/cut%1.pdf").arg(cut);
+        writeFile(source, valid.left(cut));
+        const QString target = source + QStringLiteral(".out.pdf");
+        const int32_t h = PDocNew(0, 0, target);
+        const bool copied = PDocMerge(h, source, 1, -1) != 0;
+        PDocRelease(h);
+        EXPECT_EQ(QFile::exists(target), copied);
+        if (copied) {
+            EXPECT_EQ(layoutProblems(readFile(target)), QStringList());
+            EXPECT_EQ(run(QStringLiteral("qpdf"), {QStringLiteral("--check"), target}).exitCode, 0);
+        }
+    }
+}
+
+TEST(PageCopying, SourceMayBeDeletedBeforeRelease) {
+    const QString dir = freshDir(QStringLiteral("deleted"));
+    const QString target = dir + QStringLiteral("/out.pdf");
+    const int32_t h = PDocNew(0, 0, target);
+    for (const char* id : {"p1", "p2", "p3"}) {
+        const QString source = sourceFile(dir, QString::fromLatin1(id) + ".pdf", {id});
+        ASSERT_NE(PDocMerge(h, source, 1, 1), 0);
+        ASSERT_TRUE(QFile::remove(source));
+    }
+    EXPECT_FALSE(QFile::exists(target)); // complete only after the release
+    PDocRelease(h);
+    EXPECT_EQ(joinedIds(target), QStringList({"p1", "p2", "p3"}));
+}
+
+TEST(PageCopying, DocumentWithoutPagesLeavesNoFile) {
+    const QString dir = freshDir(QStringLiteral("nopages"));
+    const QString target = dir + QStringLiteral("/out.pdf");
+    PDocRelease(PDocNew(0, 0, target));
+    EXPECT_FALSE(QFile::exists(target));
+    merge_Espace_pdf(target, dir + QStringLiteral("/part"), 5, 0, QStringLiteral("EP1"));
+    EXPECT_FALSE(QFile::exists(target));
+}
+
+TEST(PageCopying, OutputKeepsItsLayoutWhateverTheSourceHolds) {
+    // Content that, copied as it stands, would mislead the text readers of the output: a
+    // first "xref", object headers, page and catalog lines inside stream data, "xref" in a
+    // string and in a name.
+    const QString dir = freshDir(QStringLiteral("hazards"));
+    const QByteArray trap = "% trap\r\nxref\r\n0 1\r\n\r\n5 0 obj\r\n/Type /Pages\r\n/Type /Page"
+                            "\r\n/Type /Catalog\r\nendobj\r\n";
+    const QString source = dir + QStringLiteral("/trap.pdf");
+    writeFile(source, makePdf({"h1"}, trap, "/Note (startxref) /Mark /xref"));
+    const QString second = sourceFile(dir, QStringLiteral("plain.pdf"), {"h2", "h3"});
+
+    const QString target = dir + QStringLiteral("/out.pdf");
+    const int32_t h = PDocNew(0, 0, target);
+    ASSERT_NE(PDocMerge(h, source, 1, -1), 0);
+    ASSERT_NE(PDocMerge(h, second, 1, -1), 0);
+    PDocRelease(h);
+    const QByteArray out = readFile(target);
+    EXPECT_EQ(layoutProblems(out), QStringList());
+    EXPECT_EQ(out.indexOf("xref"), out.lastIndexOf("\r\nxref\r\n") + 2);
+    EXPECT_EQ(pdfnumpages(target), QStringLiteral("3 Pages"));
+    const RunResult check = run(QStringLiteral("qpdf"), {QStringLiteral("--check"), target});
+    EXPECT_EQ(check.exitCode, 0) << check.out.constData();
+    // The page keeps its content: the trap text comes back when the stream is decoded.
+    const qsizetype contents = out.indexOf("/Contents ") + 10;
+    const QByteArray number = out.mid(contents, out.indexOf(' ', contents) - contents);
+    const RunResult content =
+        run(QStringLiteral("qpdf"),
+            {"--show-object=" + number, QStringLiteral("--filtered-stream-data"), target});
+    EXPECT_TRUE(content.out.contains("% id:h1\n") && content.out.contains(trap))
+        << content.out.constData();
+
+    // The bookmark rewrite works on it as on any joined file.
+    HeadlessHost host;
+    AddBookmark(host, target, QStringLiteral("EP1"), QStringLiteral("1:One,3:Three"));
+    EXPECT_EQ(run(QStringLiteral("qpdf"), {QStringLiteral("--check"), target}).exitCode, 0);
+}
+
+TEST(PageCopying, InheritedPageAttributesAndVersionCarryOver) {
+    const QString dir = freshDir(QStringLiteral("inherit"));
+    const QString old = sourceFile(dir, QStringLiteral("a.pdf"), {"a"});
+    QByteArray newer = makePdf({"b"});
+    newer.replace("%PDF-1.4", "%PDF-1.7");
+    writeFile(dir + QStringLiteral("/b.pdf"), newer);
+    const QString target = dir + QStringLiteral("/out.pdf");
+    const int32_t h = PDocNew(0, 0, target);
+    PDocMerge(h, old, 1, 1);
+    PDocMerge(h, dir + QStringLiteral("/b.pdf"), 1, 1);
+    PDocRelease(h);
+    const QByteArray out = readFile(target);
+    EXPECT_TRUE(out.startsWith("%PDF-1.7\r\n"));
+    // makePdf puts the media box on the page tree only.
+    EXPECT_EQ(out.count("\r\n/MediaBox [0 0 200 200]\r\n"), 2);
+}
+
+TEST(PageCopying, OwnerPasswordOnlySourcesAreCopiedDecrypted) {
+    const QString dir = freshDir(QStringLiteral("owner"));
+    const QString plain = sourceFile(dir, QStringLiteral("plain.pdf"), {"secret-page"});
+    const QString locked = dir + QStringLiteral("/locked.pdf");
+    run(QStringLiteral("qpdf"),
+        {QStringLiteral("--compress-streams=n"), QStringLiteral("--encrypt"), QString(),
+         QStringLiteral("owner"), QStringLiteral("256"), QStringLiteral("--"), plain, locked});
+    ASSERT_TRUE(QFile::exists(locked));
+    ASSERT_FALSE(readFile(locked).contains("secret-page"));
+    const QString target = dir + QStringLiteral("/out.pdf");
+    pdf2fp(locked, target);
+    EXPECT_EQ(joinedIds(target), QStringList({"secret-page"}));
+    EXPECT_FALSE(readFile(target).contains("/Encrypt"));
+}
+
+TEST(Procedures, CheckpdfProbesAndLeavesNoScratchFile) {
+    const QString dir = freshDir(QStringLiteral("check"));
+    const QString good = sourceFile(dir, QStringLiteral("good.pdf"), {"one"});
+    const QString html = dir + QStringLiteral("/error.pdf");
+    writeFile(html, "<!DOCTYPE html><html><body>404 Not Found</body></html>");
+    EXPECT_TRUE(checkpdf(good));
+    EXPECT_FALSE(checkpdf(html));
+    EXPECT_FALSE(QFile::exists(good + QStringLiteral("_test.pdf")));
+    EXPECT_FALSE(QFile::exists(html + QStringLiteral("_test.pdf")));
+    EXPECT_TRUE(QFile::exists(good));
+}
+
+TEST(Procedures, Pdf2fpStoresTheFirstPageAndKeepsTheSource) {
+    const QString dir = freshDir(QStringLiteral("fp"));
+    const QString doc = sourceFile(dir, QStringLiteral("EP1.pdf"), {"front", "p2", "p3"});
+    const QString fp = dir + QStringLiteral("/FP_EP1.pdf");
+    pdf2fp(doc, fp);
+    EXPECT_EQ(joinedIds(fp), QStringList({"front"}));
+    EXPECT_EQ(joinedIds(doc), QStringList({"front", "p2", "p3"}));
+}
+
+TEST(Procedures, MergeEspaceJoinsNumberedPartsAndDeletesThem) {
+    const QString dir = freshDir(QStringLiteral("espace"));
+    const QString prefix = dir + QStringLiteral("/job7_");
+    for (int i : {1, 2, 4, 5})
+        sourceFile(dir, QStringLiteral("job7_%1.pdf").arg(i),
+                   {QStringLiteral("part%1").arg(i), QStringLiteral("part%1b").arg(i)});
+    const QString target = dir + QStringLiteral("/EP1.pdf");
+    merge_Espace_pdf(target, prefix, 3, 0, QStringLiteral("EP1"));
+    EXPECT_EQ(joinedIds(target),
+              QStringList({"part1", "part1b", "part2", "part2b", "part4", "part4b"}));
+    for (int i : {1, 2, 4})
+        EXPECT_FALSE(QFile::exists(prefix + QString::number(i) + ".pdf"));
+    EXPECT_TRUE(QFile::exists(prefix + QStringLiteral("5.pdf"))); // beyond count + 1
+
+    // Part 0 comes first; an absurd count still ends at once.
+    sourceFile(dir, QStringLiteral("job8_0.pdf"), {"zero"});
+    sourceFile(dir, QStringLiteral("job8_7.pdf"), {"seven"});
+    sourceFile(dir, QStringLiteral("job8_07.pdf"), {"not-a-part-number"});
+    const QString second = dir + QStringLiteral("/EP2.pdf");
+    merge_Espace_pdf(second, dir + QStringLiteral("/job8_"), INT32_MAX);
+    EXPECT_EQ(joinedIds(second), QStringList({"zero", "seven"}));
+}
