@@ -1,0 +1,132 @@
+#include "foundation/general.h"
+
+#include "foundation/host.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+
+void CAddFolder(const QString& cfolderName) {
+    if (cfolderName.trimmed().isEmpty())
+        return;
+    QDir().mkdir(cfolderName); // one level only; failure is ignored
+}
+
+void AddNewFolder(const QString& rpath, const QString& bfolderName) {
+    CAddFolder(rpath + bfolderName);
+}
+
+void CopyFileBinary(Host& host, const QString& source, const QString& destination) {
+    if (!QFileInfo(source).isFile()) {
+        host.message(QStringLiteral("PDF File Not found"), QString(), 16);
+        return;
+    }
+    if (QFileInfo::exists(destination))
+        QFile::remove(destination);
+    QFile in(source);
+    QFile out(destination);
+    if (!in.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly)) {
+        host.message(QStringLiteral("PDF file Copy Error!"), QString(), 16);
+        return;
+    }
+    const qint64 total = in.size();
+    while (out.size() < total) {
+        const qint64 block = qMin<qint64>(2048, total - out.size());
+        const QByteArray data = in.read(block);
+        if (data.isEmpty() || out.write(data) != data.size()) {
+            host.message(QStringLiteral("PDF file Copy Error!"), QString(), 16);
+            return;
+        }
+        out.flush();
+    }
+}
+
+void ExecuteLink(Host& host, Shell& shell, const QString& target) {
+    if (!shell.open(target))
+        host.message(QStringLiteral("error Opening Link to ") + target +
+                         QStringLiteral("\r\n\r\n0"),
+                     QStringLiteral("ExecuteLink"), 0);
+}
+
+QString GetWinDir() {
+    return {};
+}
+
+QString application_folder() {
+    QString data = qEnvironmentVariable("XDG_DATA_HOME");
+    if (data.isEmpty())
+        data = QDir::homePath() + QStringLiteral("/.local/share");
+    const QString folder = data + QStringLiteral("/brightquill");
+    QDir().mkpath(folder);
+    return folder + QLatin1Char('/');
+}
+
+QString with_slash(const QString& folder) {
+    return folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/');
+}
+
+double seconds_since_midnight() {
+    const QTime t = QTime::currentTime();
+    return t.msecsSinceStartOfDay() / 1000.0;
+}
+
+QString timer_text() {
+    // The timer ticks in hundredths.
+    const qint64 hundredths = QTime::currentTime().msecsSinceStartOfDay() / 10;
+    QString s = QString::number(hundredths / 100);
+    const int frac = int(hundredths % 100);
+    if (frac != 0) {
+        QString f = QStringLiteral("%1").arg(frac, 2, 10, QLatin1Char('0'));
+        if (f.endsWith(QLatin1Char('0')))
+            f.chop(1);
+        s += QLatin1Char('.') + f;
+    }
+    return s;
+}
+
+QString now_text() {
+    return QLocale::system().toString(QDateTime::currentDateTime(), QLocale::ShortFormat);
+}
+
+QString Left(const QString& s, int n) {
+    return n <= 0 ? QString() : s.left(n);
+}
+
+QString Right(const QString& s, int n) {
+    return n <= 0 ? QString() : s.right(n);
+}
+
+QString Mid(const QString& s, int start1, int length) {
+    if (start1 < 1 || start1 > s.size())
+        return {};
+    return length < 0 ? s.mid(start1 - 1) : s.mid(start1 - 1, length);
+}
+
+bool file_exists(const QString& path) {
+    return !path.isEmpty() && QFileInfo(path).isFile();
+}
+
+qint64 file_length(const QString& path) {
+    return QFileInfo(path).size();
+}
+
+QByteArray read_file(const QString& path) {
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    return f.readAll();
+}
+
+bool write_file(const QString& path, const QByteArray& bytes) {
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    return f.write(bytes) == bytes.size();
+}
+
+void delete_file(const QString& path) {
+    if (!path.isEmpty())
+        QFile::remove(path);
+}

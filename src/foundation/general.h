@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QString>
+
+class Shell;
+class Host;
+
+// Small helpers of the program's General module and of its main window.
+
+// Creates that one folder; an existing folder or a failure is ignored. Parents are not made.
+void CAddFolder(const QString& cfolderName);
+// The same for rpath (ending in "/") and bfolderName joined.
+void AddNewFolder(const QString& rpath, const QString& bfolderName);
+// Binary copy. Reports "PDF File Not found" or "PDF file Copy Error!" through the host.
+void CopyFileBinary(Host& host, const QString& source, const QString& destination);
+// Opens a file, mail link or URL with its application; reports a failure through the host.
+void ExecuteLink(Host& host, Shell& shell, const QString& target);
+// There is no Windows folder here: always "".
+QString GetWinDir();
+
+// The folder where the program keeps uspto.lib, cnpto.lib and help.htm:
+// $XDG_DATA_HOME/brightquill (default ~/.local/share/brightquill), created when asked for.
+// Ends in "/".
+QString application_folder();
+
+// A folder text with a trailing "/" added if there is none.
+QString with_slash(const QString& folder);
+
+// The seconds since midnight, as the timer gives them: a whole number of seconds and up to
+// two decimals, without trailing zeros ("85697.12", "3600.5", "42").
+QString timer_text();
+double seconds_since_midnight();
+
+// The present date and time in the system's general text form.
+QString now_text();
+
+// VB-style string helpers used by the retrievers to keep their rules readable.
+QString Left(const QString& s, int n);
+QString Right(const QString& s, int n);
+QString Mid(const QString& s, int start1, int length = -1); // 1-based start
+
+// Numbers a file as a byte string, one character per byte.
+bool file_exists(const QString& path);
+qint64 file_length(const QString& path);
+QByteArray read_file(const QString& path);
+bool write_file(const QString& path, const QByteArray& bytes);
+void delete_file(const QString& path); // "Kill": ignores a missing file

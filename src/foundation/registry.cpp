@@ -1,0 +1,263 @@
+#include "foundation/registry.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QSettings>
+#include <QStandardPaths>
+
+#include <cstdio>
+
+namespace {
+
+// A settings file larger than this is not a settings file: it reads as missing.
+constexpr qint64 kMaxKeyFileSize = 1 << 20;
+
+void stderrSink(const QString& text) {
+    std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+}
+
+RegistryMessageSink g_sink = stderrSink;
+
+QString configHome() {
+    QString v = qEnvironmentVariable("XDG_CONFIG_HOME");
+    return v.isEmpty() ? QDir::homePath() + QStringLiteral("/.config") : v;
+}
+
+QString firstConfigDir() {
+    const QString v = qEnvironmentVariable("XDG_CONFIG_DIRS");
+    const QString first = v.split(QLatin1Char(':'), Qt::SkipEmptyParts).value(0);
+    return first.isEmpty() ? QStringLiteral("/etc/xdg") : first;
+}
+
+QString rootFolder(RootKey root) {
+    switch (root) {
+    case HKEY_CURRENT_USER:
+        return configHome();
+    case HKEY_LOCAL_MACHINE:
+        return firstConfigDir();
+    case HKEY_CLASSES_ROOT:
+        return configHome() + QStringLiteral("/HKEY_CLASSES_ROOT");
+    case HKEY_USERS:
+        return configHome() + QStringLiteral("/HKEY_USERS");
+    case HKEY_PERFORMANCE_DATA:
+        return configHome() + QStringLiteral("/HKEY_PERFORMANCE_DATA");
+    case HKEY_CURRENT_CONFIG:
+        return configHome() + QStringLiteral("/HKEY_CURRENT_CONFIG");
+    case HKEY_NONE:
+        break;
+    }
+    return {};
+}
+
+// The INI file of a subkey below a root, "" when the subkey cannot name a file (an empty
+// subkey, or one that climbs out of its root with "..").
+QString keyFile(RootKey root, const QString& subkey) {
+    if (root == HKEY_NONE || subkey.isEmpty())
+        return {};
+    const QStringList parts = subkey.split(QLatin1Char('\\'), Qt::SkipEmptyParts);
+    if (parts.isEmpty())
+        return {};
+    for (const QString& p : parts)
+        if (p == QLatin1String("..") || p == QLatin1String(".") || p.contains(QLatin1Char('/')))
+            return {};
+    return rootFolder(root) + QLatin1Char('/') + parts.join(QLatin1Char('/')) +
+           QStringLiteral(".ini");
+}
+
+bool usableKeyFile(const QString& file) {
+    QFileInfo fi(file);
+    return fi.isFile() && fi.isReadable() && fi.size() <= kMaxKeyFileSize;
+}
+
+} // namespace
+
+void setRegistryMessageSink(RegistryMessageSink sink) {
+    g_sink = sink ? sink : stderrSink;
+}
+
+void ParseKey(QString& keyPath, RootKey& root) {
+    const int slash = keyPath.indexOf(QLatin1Char('\\'));
+    if (!keyPath.startsWith(QLatin1String("HKEY_")) || keyPath.endsWith(QLatin1Char('\\'))) {
+        g_sink(QStringLiteral("Incorrect Format:\n\n") + keyPath);
+        root = HKEY_NONE;
+        return;
+    }
+    QString rootName;
+    if (slash < 0) {
+        rootName = keyPath;
+        keyPath.clear();
+    } else {
+        rootName = keyPath.left(slash);
+        keyPath = keyPath.mid(slash + 1);
+    }
+    root = GetRootKey(rootName);
+}
+
+RootKey GetRootKey(const QString& rootName) {
+    static const QHash<QString, RootKey> names{
+        {QStringLiteral("HKEY_CLASSES_ROOT"), HKEY_CLASSES_ROOT},
+        {QStringLiteral("HKEY_CURRENT_USER"), HKEY_CURRENT_USER},
+        {QStringLiteral("HKEY_LOCAL_MACHINE"), HKEY_LOCAL_MACHINE},
+        {QStringLiteral("HKEY_USERS"), HKEY_USERS},
+        {QStringLiteral("HKEY_PERFORMANCE_DATA"), HKEY_PERFORMANCE_DATA},
+        {QStringLiteral("HKEY_CURRENT_CONFIG"), HKEY_CURRENT_CONFIG},
+    };
+    return names.value(rootName, HKEY_NONE);
+}
+
+QString RegErrorText(long code) {
+    switch (code) {
+    case 1009:
+    case 1015:
+        return QStringLiteral("The Registry Database is corrupt!");
+    case 2:
+    case 1010:
+        return QStringLiteral("Bad Key Name");
+    case 1011:
+        return QStringLiteral("Can't Open Key");
+    case 4:
+    case 1012:
+        return QStringLiteral("Can't Read Key");
+    case 5:
+        return QStringLiteral("Access to this key is denied");
+    case 1013:
+        return QStringLiteral("Can't Write Key");
+    case 8:
+    case 14:
+        return QStringLiteral("Out of memory");
+    case 87:
+        return QStringLiteral("Invalid Parameter");
+    case 234:
+        return QStringLiteral("There is more data than the buffer has been allocated to hold.");
+    default:
+        return QStringLiteral("Undefined Error Code:  ") + QString::number(code);
+    }
+}
+
+QString TrimNul(const QString& text) {
+    const int nul = text.indexOf(QChar(0));
+    return nul < 0 ? text : text.left(nul);
+}
+
+QString registryFile(const QString& keyPath) {
+    QString path = keyPath;
+    RootKey root = HKEY_NONE;
+    if (!path.startsWith(QLatin1String("HKEY_")) || path.endsWith(QLatin1Char('\\')))
+        return {};
+    ParseKey(path, root);
+    return keyFile(root, path);
+}
+
+QString ReadRegistry(QString keyPath, const QString& valueName, const QString& defaultValue) {
+    RootKey root = HKEY_NONE;
+    ParseKey(keyPath, root);
+    if (root == HKEY_NONE)
+        return {};
+    const QString file = keyFile(root, keyPath);
+    if (file.isEmpty() || !usableKeyFile(file) || valueName.isEmpty())
+        return defaultValue;
+    // A fresh reader for every read: the store is never cached.
+    QSettings ini(file, QSettings::IniFormat);
+    if (ini.status() != QSettings::NoError)
+        return defaultValue;
+    const QVariant v = ini.value(valueName);
+    if (!v.isValid())
+        return defaultValue;
+    // A list (an unquoted value with commas) is the text as it was written.
+    const QString text = v.typeId() == QMetaType::QStringList
+                             ? v.toStringList().join(QStringLiteral(", "))
+                             : v.toString();
+    // The Windows read buffer holds 254 characters and its NUL: longer values don't fit.
+    if (text.size() >= 255)
+        return defaultValue;
+    return text.trimmed();
+}
+
+void WriteRegistry(QString keyPath, const QString& valueName, const QString& value) {
+    RootKey root = HKEY_NONE;
+    ParseKey(keyPath, root);
+    if (root == HKEY_NONE)
+        return;
+    const QString file = keyFile(root, keyPath);
+    // The key is not created here: a write to a key that does not exist does nothing.
+    if (file.isEmpty() || !QFileInfo(file).isFile() || valueName.isEmpty())
+        return;
+    if (QFileInfo(file).size() > kMaxKeyFileSize)
+        return;
+    QSettings ini(file, QSettings::IniFormat);
+    ini.setValue(valueName, value);
+    ini.sync();
+}
+
+void CreateKey(QString keyPath) {
+    RootKey root = HKEY_NONE;
+    ParseKey(keyPath, root);
+    if (root == HKEY_NONE)
+        return;
+    const QString file = keyFile(root, keyPath);
+    if (file.isEmpty() || QFileInfo::exists(file))
+        return;
+    QDir().mkpath(QFileInfo(file).absolutePath());
+    QFile f(file);
+    if (f.open(QIODevice::WriteOnly))
+        f.write("[General]\n");
+}
+
+QString setting(const QString& valueName, const QString& defaultValue, const QString& keyPath) {
+    return TrimNul(ReadRegistry(keyPath, valueName, defaultValue).trimmed());
+}
+
+QString host_role_default(const QString& roleName) {
+    static const QHash<QString, QString> defaults{
+        {QStringLiteral("CompanyWebHost"), QStringLiteral("www.tarnwell.invalid")},
+        {QStringLiteral("CompanyLookupHost"), QStringLiteral("lookup.tarnwell.invalid")},
+        {QStringLiteral("CompanyServicesHost"), QStringLiteral("services.tarnwell.invalid")},
+        {QStringLiteral("CompanyMirrorHost"), QStringLiteral("mirror.tarnwell.invalid")},
+        {QStringLiteral("CompanyImageHost"), QStringLiteral("images.tarnwell.invalid")},
+        {QStringLiteral("EspacenetNationalHost"), QStringLiteral("v3.espacenet.com")},
+        {QStringLiteral("EspacenetSiteHost"), QStringLiteral("worldwide.espacenet.com")},
+        {QStringLiteral("UsptoPdfPatentHost"), QStringLiteral("pimg-fpiw.uspto.gov")},
+        {QStringLiteral("UsptoPdfApplicationHost"), QStringLiteral("pimg-faiw.uspto.gov")},
+        {QStringLiteral("UsptoPatentTextHost"), QStringLiteral("patft.uspto.gov")},
+        {QStringLiteral("UsptoApplicationTextHost"), QStringLiteral("appft.uspto.gov")},
+        {QStringLiteral("UsptoPatentViewerHost1"), QStringLiteral("patimg1.uspto.gov")},
+        {QStringLiteral("UsptoPatentViewerHost2"), QStringLiteral("patimg2.uspto.gov")},
+        {QStringLiteral("UsptoPatentViewerHost3"), QStringLiteral("patimg3.uspto.gov")},
+        {QStringLiteral("UsptoApplicationViewerHost1"), QStringLiteral("aiw1.uspto.gov")},
+        {QStringLiteral("UsptoApplicationViewerHost2"), QStringLiteral("aiw2.uspto.gov")},
+        {QStringLiteral("CipoHost"), QStringLiteral("patents.ic.gc.ca")},
+        {QStringLiteral("IpAustraliaHost"), QStringLiteral("pericles.ipaustralia.gov.au")},
+        {QStringLiteral("EpolineHost"), QStringLiteral("register.epoline.org")},
+        {QStringLiteral("InpiHost"), QStringLiteral("www.inpi.fr")},
+        {QStringLiteral("OepmHost"), QStringLiteral("www.oepm.es")},
+        {QStringLiteral("SipoPatentHost"), QStringLiteral("www.sipo.gov.cn")},
+        {QStringLiteral("CnpatSearchHost"), QStringLiteral("search.cnpat.com.cn")},
+        {QStringLiteral("FipsHost"), QStringLiteral("www.fips.ru")},
+        {QStringLiteral("KiprisHost"), QStringLiteral("www.kipris.or.kr")},
+        {QStringLiteral("KiprisOldHost"), QStringLiteral("patent2.kipris.or.kr")},
+        {QStringLiteral("CustomerNumber"), QString()},
+        {QStringLiteral("CustomerCode"), QString()},
+        {QStringLiteral("ContactAddress"), QStringLiteral("support@tarnwell.invalid")},
+    };
+    return defaults.value(roleName);
+}
+
+QString host_role(const QString& roleName) {
+    const QString user = setting(roleName, QString(), settings_key);
+    if (!user.isEmpty())
+        return user;
+    const QString machine = setting(roleName, QString(), machine_settings_key);
+    if (!machine.isEmpty())
+        return machine;
+    return host_role_default(roleName);
+}
+
+QString default_tempdir() {
+    return QDir::tempPath() + QStringLiteral("/brightquill");
+}
+
+QString default_pdfdir() {
+    return QDir::homePath() + QStringLiteral("/pdf");
+}

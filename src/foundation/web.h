@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+struct RunContext;
+
+// What the block at the head of every retriever leaves to the rest of it.
+struct Preamble {
+    QString pdf_folder;  // PDFDIR with "/", plus the sanitised reference and "/" if any
+    QString temp_prefix; // TEMPDIR with "/", followed by job_id: a file-name prefix
+    QString server;      // EPOSERVER
+    QString prefix;      // PROXYUSERID, put between "http://" and a host
+    QString result;      // the result word, empty
+    QString job_id;
+    QString tempdir; // TEMPDIR with "/"
+    QString pdfdir;  // PDFDIR with "/"
+};
+
+// The first steps of the block: the web control's protocol, time-out and access type from
+// the settings; the folders read, created and given their "/"; the server and the prefix.
+// Nothing else: no order folder, no job id, no title.
+Preamble preamble_settings(RunContext& ctx, int requestTimeout);
+
+// The whole block: the settings as above, then the order folder (order_folder is set),
+// job_id and the temp prefix, the number upper-cased without "-", the window title
+// (number + source label, three event pumps) and, with showStatus, the status
+// number + " Checking if patent exists".
+Preamble fetch_preamble(RunContext& ctx, QString& number, const QString& reference,
+                        int requestTimeout, const QString& sourceLabel, bool showStatus = true);
+
+// The folder name made of a reference: "/" and "\" deleted, " " made "_", then ".", ",",
+// "@" and ":" deleted.
+QString order_folder_name(const QString& reference);
+
+// A fresh job id: the date-and-time text, the seconds since midnight and a random number
+// from 1 to 1000, with every "/", "\", " ", ".", ",", "@" and ":" deleted.
+QString make_job_id(RunContext& ctx);
+
+// The time stamp that makes each request's address differ: "&PROXY=" + seconds text.
+QString time_stamp();
+
+// Text encoded for a query string: letters and digits stay, a blank becomes "+", anything
+// else "%" + two hexadecimal digits.
+QString URLEncode(const QString& Text);
+// n as two upper-case hexadecimal digits (or more when n is above 255).
+QString Hex2(int n);
+// Waits HowLong seconds, pumping events.
+void Delay(RunContext& ctx, double HowLong);
+// Drains Inet1's finished answer in chunks of 256, as text.
+QByteArray get_all_chunks(RunContext& ctx);

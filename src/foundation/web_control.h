@@ -1,0 +1,89 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QNetworkAccessManager;
+class QNetworkReply;
+class QTimer;
+
+// Tells every waiter that some web control's request has ended, so that a wait for several
+// requests can sleep until one of them is done.
+class WebNotifier : public QObject {
+    Q_OBJECT
+public:
+    static WebNotifier& instance();
+Q_SIGNALS:
+    void finished();
+};
+
+// One web control: the single HTTP client that a retriever drives. Requests look blocking
+// to the caller (OpenURL) or are started and polled (Execute, StillExecuting, GetChunk);
+// either way the event loop keeps running, so the window stays alive and the cancel button
+// works during every wait.
+//
+// Answers: the body that came back, whatever the HTTP status (an error page is a body like
+// any other). A transport failure, a refused or dropped connection or a time-out answers
+// nothing (std::nullopt), so the caller's variable keeps its earlier value.
+class WebControl : public QObject {
+    Q_OBJECT
+public:
+    explicit WebControl(QObject* parent = nullptr);
+    ~WebControl() override;
+
+    // Properties, as the retrievers set them.
+    QString URL;
+    int Protocol = 4;       // always HTTP
+    int AccessType = 0;     // 0 default access, 1 direct, 2 the named proxy
+    QString Proxy;          // "host:port" for AccessType 2
+    int RequestTimeout = 0; // seconds a request may take; 0 or less: no limit
+    int RemotePort = 80;    // kept for the page slots; the URL's own port is used
+
+    // Blocks until the answer is in, pumping events meanwhile.
+    std::optional<QByteArray> OpenURL(const QString& url);
+    std::optional<QByteArray> OpenURL() { return OpenURL(URL); }
+
+    // Starts a request and returns at once.
+    void Execute(const QString& url, const QString& method = QStringLiteral("GET"));
+    // True while a started request has not ended.
+    bool StillExecuting() const;
+    // Up to size bytes of the finished answer, from where the last call stopped.
+    QByteArray GetChunk(qint64 size);
+    // Whether the last finished request produced an answer (see above).
+    bool HasAnswer() const { return hasAnswer_; }
+    // Drops the request under way.
+    void Cancel();
+
+    // The state event: called with a state word ("connecting", "receiving", "completed",
+    // "error", "cancelled") on each change of the request's state.
+    std::function<void(const QString& state)> onStateChanged;
+
+    // Loopback tests and the page slots want a manager of their own: one manager opens at
+    // most six connections to a host at a time.
+    QNetworkAccessManager* manager();
+
+private:
+    void start(const QString& url, const QString& method);
+    void finish(QNetworkReply* reply);
+    void emitState(const QString& word);
+
+    std::unique_ptr<QNetworkAccessManager> manager_;
+    QPointer<QNetworkReply> reply_;
+    QTimer* timeout_ = nullptr;
+    bool running_ = false;
+    bool timedOut_ = false;
+    bool hasAnswer_ = false;
+    QByteArray answer_;
+    qint64 chunkPos_ = 0;
+};
+
+// The text of a byte string, one character per byte.
+inline QString latin1(const QByteArray& bytes) {
+    return QString::fromLatin1(bytes);
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "foundation/run_context.h"
+
+// Offices whose retrievers this build does not have. A number routed to one of them still
+// ends in an honest log line, or goes down the retrieval chain where the office's own
+// retriever would have fallen back to it.
+Retriever office_not_built(const QString& office);
+// Falls back to the retrieval chain at once.
+Retriever office_falls_back_to_chain();
+// The DEPATISnet retriever: with fallback set, the chain takes over; without, nothing is
+// found and nothing is logged.
+void depatis_not_built(RunContext& ctx, QString& number, const QString& reference, bool fallback);

@@ -1,0 +1,19 @@
+#include "foundation/run_context.h"
+#include "offices/not_built.h"
+
+void install_default_retrievers(Retrievers& r) {
+    r.get_patent = office_not_built(QStringLiteral("default chain"));
+    r.uspto_download = office_not_built(QStringLiteral("USPTO"));
+    r.wipo_download = [](RunContext&, QString&, const QString&) {};
+    r.australia_download = office_not_built(QStringLiteral("IP Australia"));
+    r.cnpto_download = office_falls_back_to_chain();
+    r.epoline_download = office_not_built(QStringLiteral("EP file inspection"));
+    r.inpi_download = office_falls_back_to_chain();
+    r.jpo_translation_download = office_not_built(QStringLiteral("JPO translation"));
+    r.jpo_download = [](RunContext&, QString&, const QString&) {};
+    r.canada_download = office_not_built(QStringLiteral("CIPO"));
+    r.kipris_download = office_not_built(QStringLiteral("KIPRIS"));
+    r.rupto_download = office_not_built(QStringLiteral("FIPS"));
+    r.spain_download = office_not_built(QStringLiteral("OEPM"));
+    r.depatis_download = depatis_not_built;
+}

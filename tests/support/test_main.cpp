@@ -1,0 +1,52 @@
+// Entry point of every test program: points the settings, data and temp folders into a
+// temporary folder of this process, so that no test touches a user's settings or files.
+#include "test_env.h"
+
+#ifdef BQ_TEST_WIDGETS
+#include <QApplication>
+#endif
+#include <QCoreApplication>
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+QTemporaryDir* g_root = nullptr;
+}
+
+QString test_root() {
+    return g_root->path();
+}
+
+int main(int argc, char** argv) {
+    // The temp folder of the process itself moves below the test root too.
+    g_root = new QTemporaryDir(QDir::tempPath() + QStringLiteral("/bqtest-XXXXXX"));
+    const QByteArray root = g_root->path().toLocal8Bit();
+    for (const char* sub : {"config", "xdg", "data", "tmp", "home"})
+        QDir().mkpath(QString::fromLocal8Bit(root) + QLatin1Char('/') + QLatin1String(sub));
+    qputenv("XDG_CONFIG_HOME", root + "/config");
+    qputenv("XDG_CONFIG_DIRS", root + "/xdg");
+    qputenv("XDG_DATA_HOME", root + "/data");
+    qputenv("TMPDIR", root + "/tmp");
+    qputenv("HOME", root + "/home");
+    qunsetenv("http_proxy");
+    qunsetenv("https_proxy");
+    qunsetenv("HTTP_PROXY");
+    qunsetenv("HTTPS_PROXY");
+    qunsetenv("BRIGHTQUILL_CA_FILE");
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    ::testing::InitGoogleTest(&argc, argv);
+#ifdef BQ_TEST_WIDGETS
+    QApplication app(argc, argv);
+#else
+    QCoreApplication app(argc, argv);
+#endif
+    const int rc = RUN_ALL_TESTS();
+    delete g_root;
+    return rc;
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+} // namespace httplib
+
+// The office simulator: one loopback HTTP server per host role, each answering as the
+// company servers and the offices answer, from a folder of sample documents. Role modules
+// (company, Espacenet, USPTO, ...) add their routes before start().
+class Simulator {
+public:
+    struct Options {
+        int latencyMs = 0;       // added to every answer
+        int pageFailures = 0;    // every page request fails this often before it succeeds
+        bool dropPages = false;  // page failures close the connection instead of answering HTML
+    };
+    using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
+
+    explicit Simulator(QString samplesFolder, Options options = {});
+    ~Simulator();
+    Simulator(const Simulator&) = delete;
+    Simulator& operator=(const Simulator&) = delete;
+
+    // Adds a route (exact path, query ignored) to a role's server; creates the role.
+    void route(const QString& role, const std::string& path, Handler handler);
+    // Binds every role on 127.0.0.1 with a port of its own and starts serving.
+    void start();
+    void stop();
+
+    // "127.0.0.1:port" of a role, "" for a role without routes.
+    QString host(const QString& role) const;
+    QStringList roles() const;
+    // Writes every role's host into a settings key (created if missing).
+    void write_host_roles(const QString& keyPath) const;
+
+    const QString& samples() const { return samples_; }
+    Options& options() { return options_; }
+    // The request targets that reached a role, in order.
+    std::vector<std::string> requests(const QString& role) const;
+
+    // Counts failed answers per page key, for Options::pageFailures.
+    bool should_fail(const std::string& key);
+
+private:
+    struct Role;
+    QString samples_;
+    Options options_;
+    std::map<QString, std::unique_ptr<Role>> roles_;
+    mutable std::mutex mutex_;
+    std::map<std::string, int> failures_;
+};
+
+// The role modules.
+void add_company_roles(Simulator& sim);    // CompanyWebHost, CompanyLookupHost, ...
+void add_espacenet_roles(Simulator& sim);  // EspacenetNationalHost, EspacenetSiteHost
+void add_uspto_roles(Simulator& sim);      // the USPTO hosts, uspto.lib on the company hosts
+// All role modules of this build.
+void add_all_roles(Simulator& sim);
