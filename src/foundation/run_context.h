@@ -29,6 +29,9 @@ struct RunContext;
 using Retriever = std::function<void(RunContext&, QString& number, const QString& reference)>;
 using DepatisRetriever =
     std::function<void(RunContext&, QString& number, const QString& reference, bool fallback)>;
+// Certificates of correction: the path of a PDF of the pages beyond lastPage, or "".
+using CertificateFetcher =
+    std::function<QString(RunContext&, const QString& number, int lastPage)>;
 
 // The retrievers that the routing and the retrieval chain call. They start out as the
 // program's own; tests may put recorders in their place.
@@ -47,6 +50,7 @@ struct Retrievers {
     Retriever spain_download;
     Retriever wipo_download;
     DepatisRetriever depatis_download;
+    CertificateFetcher uspto_cartificate;
 };
 
 // Run state of the page loops, shared by pages_parallel and pp_indexc.

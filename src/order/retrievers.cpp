@@ -16,4 +16,5 @@ void install_default_retrievers(Retrievers& r) {
     r.rupto_download = office_not_built(QStringLiteral("FIPS"));
     r.spain_download = office_not_built(QStringLiteral("OEPM"));
     r.depatis_download = depatis_not_built;
+    r.uspto_cartificate = [](RunContext&, const QString&, int) { return QString(); };
 }
