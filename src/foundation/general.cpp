@@ -67,14 +67,25 @@ QString with_slash(const QString& folder) {
     return folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/');
 }
 
+namespace {
+QDateTime g_fixedNow;
+
+QDateTime current() {
+    return g_fixedNow.isValid() ? g_fixedNow : QDateTime::currentDateTime();
+}
+} // namespace
+
+void set_fixed_now(const QDateTime& moment) {
+    g_fixedNow = moment;
+}
+
 double seconds_since_midnight() {
-    const QTime t = QTime::currentTime();
-    return t.msecsSinceStartOfDay() / 1000.0;
+    return current().time().msecsSinceStartOfDay() / 1000.0;
 }
 
 QString timer_text() {
     // The timer ticks in hundredths.
-    const qint64 hundredths = QTime::currentTime().msecsSinceStartOfDay() / 10;
+    const qint64 hundredths = current().time().msecsSinceStartOfDay() / 10;
     QString s = QString::number(hundredths / 100);
     const int frac = int(hundredths % 100);
     if (frac != 0) {
@@ -87,7 +98,7 @@ QString timer_text() {
 }
 
 QString now_text() {
-    return QLocale::system().toString(QDateTime::currentDateTime(), QLocale::ShortFormat);
+    return QLocale::system().toString(current(), QLocale::ShortFormat);
 }
 
 QString Left(const QString& s, int n) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QString>
 
 class Shell;
@@ -33,6 +34,9 @@ double seconds_since_midnight();
 
 // The present date and time in the system's general text form.
 QString now_text();
+// Fixes the present moment that now_text() and the timer texts tell (an invalid value
+// lets the clock run again). For tests that compare whole files.
+void set_fixed_now(const QDateTime& moment);
 
 // VB-style string helpers used by the retrievers to keep their rules readable.
 QString Left(const QString& s, int n);

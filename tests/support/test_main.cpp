@@ -32,6 +32,9 @@ int main(int argc, char** argv) {
     qputenv("XDG_DATA_HOME", root + "/data");
     qputenv("TMPDIR", root + "/tmp");
     qputenv("HOME", root + "/home");
+    // Dates in the log are compared as text: one locale for every run.
+    qputenv("LC_ALL", "C");
+    qputenv("LANG", "C");
     qunsetenv("http_proxy");
     qunsetenv("https_proxy");
     qunsetenv("HTTP_PROXY");

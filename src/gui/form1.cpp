@@ -1,0 +1,406 @@
+#include "gui/form1.h"
+
+#include "foundation/general.h"
+#include "foundation/registry.h"
+#include "gui/report_window.h"
+#include "gui/settings_window.h"
+#include "order/order_run.h"
+#include "order/report_log.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <cstdio>
+
+namespace {
+
+// Text boxes hold CR LF between lines to the program, a line break on the screen.
+QString toWindowsForm(QString text) {
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
+    return text;
+}
+
+QString toScreenForm(QString text) {
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    return text;
+}
+
+QLabel* hint(const QString& text, QWidget* parent) {
+    auto* l = new QLabel(text, parent);
+    l->setEnabled(false);
+    return l;
+}
+
+} // namespace
+
+Form1::Form1(Shell& shell, std::function<void(int)> endProgram, QWidget* parent)
+    : QMainWindow(parent), shell_(shell), endProgram_(std::move(endProgram)) {
+    setObjectName(QStringLiteral("Form1"));
+    setWindowTitle(QStringLiteral(" Tarnwell -  Brightquill Desktop"));
+    ctx_ = std::make_unique<RunContext>(*this, shell_);
+    buildWidgets();
+    buildMenus();
+    executable_ = QCoreApplication::applicationFilePath();
+}
+
+Form1::~Form1() = default;
+
+void Form1::buildWidgets() {
+    auto* central = new QWidget(this);
+    central->setObjectName(QStringLiteral("central"));
+    auto* grid = new QGridLayout(central);
+
+    auto* label1 = new QLabel(QStringLiteral("&Patent(s):"), central);
+    Text1 = new QPlainTextEdit(central);
+    Text1->setObjectName(QStringLiteral("Text1"));
+    Text1->setTabChangesFocus(true);
+    label1->setBuddy(Text1);
+    Text1->setAccessibleName(QStringLiteral("Patent(s):"));
+    grid->addWidget(label1, 0, 0);
+    grid->addWidget(hint(QStringLiteral("(one patent per line)"), central), 0, 1);
+    grid->addWidget(Text1, 1, 0, 1, 2);
+
+    auto* label2 = new QLabel(QStringLiteral("&Reference:"), central);
+    Text2 = new QLineEdit(central);
+    Text2->setObjectName(QStringLiteral("Text2"));
+    label2->setBuddy(Text2);
+    Text2->setAccessibleName(QStringLiteral("Reference:"));
+    grid->addWidget(label2, 2, 0);
+    grid->addWidget(hint(QStringLiteral("(reference or billing code)"), central), 2, 1);
+    grid->addWidget(Text2, 3, 0, 1, 2);
+
+    Check1 = new QCheckBox(QStringLiteral("Use new Espacenet"), central);
+    Check1->setObjectName(QStringLiteral("Check1"));
+    depatis = new QCheckBox(QStringLiteral("Download from Depatisnet"), central);
+    depatis->setObjectName(QStringLiteral("depatis"));
+    fp = new QCheckBox(QStringLiteral(" Front page only"), central);
+    fp->setObjectName(QStringLiteral("fp"));
+    auto* boxes = new QHBoxLayout;
+    boxes->addWidget(Check1);
+    boxes->addWidget(depatis);
+    boxes->addWidget(fp);
+    boxes->addStretch();
+    grid->addLayout(boxes, 4, 0, 1, 2);
+
+    Command1 = new QPushButton(QStringLiteral("&Order"), central);
+    Command1->setObjectName(QStringLiteral("Command1"));
+    Command1->setToolTip(QStringLiteral("Click here to start your order"));
+    Command1->setAccessibleDescription(Command1->toolTip());
+    Command1->setDefault(true);
+    cancel = new QPushButton(QStringLiteral("Cancel Job"), central);
+    cancel->setObjectName(QStringLiteral("cancel"));
+    cancel->setVisible(false);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(Command1);
+    buttons->addWidget(cancel);
+    buttons->addStretch();
+    grid->addLayout(buttons, 5, 0, 1, 2);
+
+    LB = new QLabel(central);
+    LB->setObjectName(QStringLiteral("LB"));
+    LB->setAccessibleName(QStringLiteral("LB"));
+    LB->setFrameShape(QFrame::StyledPanel);
+    LB->setMinimumHeight(LB->fontMetrics().height() + 8);
+    grid->addWidget(LB, 6, 0, 1, 2);
+
+    Text3 = new QLineEdit(central);
+    Text3->setObjectName(QStringLiteral("Text3"));
+    Text3->setAccessibleName(QStringLiteral("Text3"));
+    Text3->setToolTip(QStringLiteral("Please enter a Patent number in Espacenet format"));
+    Text3->setAccessibleDescription(Text3->toolTip());
+    Command2 = new QPushButton(QStringLiteral("Search INPADOC"), central);
+    Command2->setObjectName(QStringLiteral("Command2"));
+    Command2->setToolTip(QStringLiteral("Inpadoc family search"));
+    Command2->setAccessibleDescription(Command2->toolTip());
+    auto* family = new QHBoxLayout;
+    family->addWidget(Text3, 1);
+    family->addWidget(Command2);
+    grid->addLayout(family, 7, 0, 1, 2);
+
+    Label5 = new QLabel(QStringLiteral("Desktop Edition - Version 3.0"), central);
+    Label5->setObjectName(QStringLiteral("Label5"));
+    Lversion = new QLabel(central);
+    Lversion->setObjectName(QStringLiteral("Lversion"));
+    Label9 = new QLabel(QStringLiteral("<a href=\"#\">What's new in Version 3</a>"), central);
+    Label9->setObjectName(QStringLiteral("Label9"));
+    Label9->setAccessibleName(QStringLiteral("What's new in Version 3"));
+    Label9->setToolTip(QStringLiteral("Click here to find What's new"));
+    Label9->setAccessibleDescription(Label9->toolTip());
+    auto* footer = new QHBoxLayout;
+    footer->addWidget(Label5);
+    footer->addWidget(Lversion);
+    footer->addStretch();
+    footer->addWidget(Label9);
+    grid->addLayout(footer, 8, 0, 1, 2);
+
+    setCentralWidget(central);
+    resize(560, 520);
+    setTabOrder(Text1, Text2);
+    setTabOrder(Text2, Check1);
+    setTabOrder(Check1, depatis);
+    setTabOrder(depatis, fp);
+    setTabOrder(fp, Command1);
+    setTabOrder(Command1, cancel);
+    setTabOrder(cancel, Text3);
+    setTabOrder(Text3, Command2);
+
+    connect(Command1, &QPushButton::clicked, this, &Form1::Command1_Click);
+    connect(cancel, &QPushButton::clicked, this, &Form1::cancel_Click);
+    connect(Command2, &QPushButton::clicked, this,
+            [this] { notInThisVersion(QStringLiteral("The INPADOC family search")); });
+    connect(Label9, &QLabel::linkActivated, this,
+            [this] { notInThisVersion(QStringLiteral("The What's new window")); });
+
+    // Runs pending events six times a second's worth, as the run expects of it.
+    Timer1 = new QTimer(this);
+    Timer1->setObjectName(QStringLiteral("Timer1"));
+    Timer1->setInterval(1000);
+    connect(Timer1, &QTimer::timeout, this, [] {
+        for (int i = 0; i < 6; ++i)
+            QCoreApplication::processEvents();
+    });
+    Timer1->start();
+}
+
+void Form1::buildMenus() {
+    mmenu = menuBar()->addMenu(QStringLiteral("&File"));
+    mmenu->setObjectName(QStringLiteral("mmenu"));
+    QAction* msetup = mmenu->addAction(QStringLiteral("&Setup"), this, &Form1::msetup_Click);
+    msetup->setObjectName(QStringLiteral("msetup"));
+    QAction* softupdate = mmenu->addAction(QStringLiteral("&Update software"), this, [this] {
+        notInThisVersion(QStringLiteral("The software update"));
+    });
+    softupdate->setObjectName(QStringLiteral("softupdate"));
+    QAction* vlogAction =
+        mmenu->addAction(QStringLiteral("&View log"), this, [this] { vlog(*this, shell_); });
+    vlogAction->setObjectName(QStringLiteral("vlog"));
+    mmenu->addSeparator();
+    QAction* mexit = mmenu->addAction(QStringLiteral("E&xit"), this, [this] {
+        ctx_->state.order_cancelled = true;
+        endProgram_(0);
+    });
+    mexit->setObjectName(QStringLiteral("mexit"));
+
+    meed = menuBar()->addAction(QStringLiteral("&Explore downloaded"), this, &Form1::meed_Click);
+    meed->setObjectName(QStringLiteral("meed"));
+    importw = menuBar()->addAction(QStringLiteral("&Import"), this, [this] {
+        notInThisVersion(QStringLiteral("The list import"));
+    });
+    importw->setObjectName(QStringLiteral("importw"));
+
+    tmen = menuBar()->addMenu(QStringLiteral("&Tips"));
+    tmen->setObjectName(QStringLiteral("tmen"));
+    QAction* uespace = tmen->addAction(QStringLiteral("E&spacenet tips"), this, [this] {
+        notInThisVersion(QStringLiteral("The Espacenet tips"));
+    });
+    uespace->setObjectName(QStringLiteral("uespace"));
+    QAction* huspto = tmen->addAction(QStringLiteral("&USPTO tips"), this, [this] {
+        notInThisVersion(QStringLiteral("The USPTO tips"));
+    });
+    huspto->setObjectName(QStringLiteral("huspto"));
+    QAction* whatnew = tmen->addAction(QStringLiteral("What's &new"), this, [this] {
+        notInThisVersion(QStringLiteral("The What's new window"));
+    });
+    whatnew->setObjectName(QStringLiteral("whatnew"));
+
+    fmam = menuBar()->addAction(QStringLiteral("E&quivalent-lookup"), this, [this] {
+        if (!cancel->isVisible())
+            notInThisVersion(QStringLiteral("The equivalents lookup"));
+    });
+    fmam->setObjectName(QStringLiteral("fmam"));
+    mhelp = menuBar()->addAction(QStringLiteral("&Help"), this,
+                                 [this] { notInThisVersion(QStringLiteral("The help")); });
+    mhelp->setObjectName(QStringLiteral("mhelp"));
+}
+
+void Form1::notInThisVersion(const QString& what) {
+    message(what + QStringLiteral(" is not part of this version of Brightquill Desktop."),
+            QStringLiteral("Brightquill Desktop"), 64);
+}
+
+bool Form1::load(const QString& rawCommandLine) {
+    Lversion->setText(QStringLiteral("Version:%1.%2 Build:%3 (10/Oct/14)")
+                          .arg(BQ_VERSION_MAJOR)
+                          .arg(BQ_VERSION_MINOR)
+                          .arg(BQ_VERSION_PATCH));
+    startup(*ctx_);
+    const CommandLineAction action = handle_command_line(*ctx_, rawCommandLine);
+    if (action.kind == CommandLineAction::RunOrder) {
+        Command1_Click();
+        return true;
+    }
+    Text1->setFocus();
+    return false;
+}
+
+// Host -------------------------------------------------------------------------------
+
+void Form1::setStatus(const QString& text) {
+    LB->setText(text);
+    if (echoStatus_ && text != lastEchoed_) {
+        lastEchoed_ = text;
+        std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+        std::fflush(stderr);
+    }
+}
+
+QString Form1::status() const {
+    return LB->text();
+}
+
+void Form1::setTitle(const QString& text) {
+    setWindowTitle(text);
+}
+
+QString Form1::title() const {
+    return windowTitle();
+}
+
+void Form1::doEvents() {
+    QCoreApplication::processEvents();
+}
+
+bool Form1::frontPageOnly() const {
+    return fp->isChecked();
+}
+
+bool Form1::useNewEspacenet() const {
+    return Check1->isChecked();
+}
+
+bool Form1::depatisChecked() const {
+    return depatis->isChecked();
+}
+
+void Form1::setUseNewEspacenet(bool on) {
+    Check1->setChecked(on);
+}
+
+QString Form1::text1() const {
+    return toWindowsForm(Text1->toPlainText());
+}
+
+void Form1::setText1(const QString& text) {
+    Text1->setPlainText(toScreenForm(text));
+}
+
+QString Form1::text2() const {
+    return Text2->text();
+}
+
+void Form1::setText2(const QString& text) {
+    Text2->setText(text);
+}
+
+void Form1::setOrderRunning(bool running) {
+    running_ = running;
+    cancel->setVisible(running);
+    Command1->setEnabled(!running);
+    mmenu->setEnabled(!running);
+    mmenu->menuAction()->setEnabled(!running);
+    meed->setEnabled(!running);
+    mhelp->setEnabled(!running);
+    tmen->setEnabled(!running);
+    tmen->menuAction()->setEnabled(!running);
+    fmam->setEnabled(!running);
+    importw->setEnabled(!running);
+}
+
+bool Form1::orderRunning() const {
+    return running_;
+}
+
+void Form1::showReport() {
+    // Not modal: a new report replaces an old one that is still open.
+    if (report_)
+        report_->deleteLater();
+    report_ = new ReportWindow(*ctx_, text2());
+    report_->setAttribute(Qt::WA_DeleteOnClose);
+    connect(report_, &QObject::destroyed, this, [this](QObject* o) {
+        if (o == report_)
+            report_ = nullptr;
+    });
+    report_->show();
+}
+
+void Form1::message(const QString& text, const QString& title, int icon) {
+    if (echoStatus_) {
+        std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+        return;
+    }
+    QMessageBox box(this);
+    box.setWindowTitle(title);
+    box.setText(text);
+    box.setIcon(icon == 16   ? QMessageBox::Critical
+                : icon == 48 ? QMessageBox::Warning
+                : icon == 64 ? QMessageBox::Information
+                             : QMessageBox::NoIcon);
+    box.exec();
+}
+
+// Commands ---------------------------------------------------------------------------
+
+void Form1::Command1_Click() {
+    if (running_)
+        return;
+    order_run(*ctx_);
+}
+
+void Form1::cancel_Click() {
+    if (dialog_)
+        dialog_->close();
+    cancel_order(*ctx_, executable_, [this] { endProgram_(0); });
+}
+
+void Form1::msetup_Click() {
+    if (dialog_)
+        return;
+    dialog_ = new SettingsDialog(*ctx_);
+    dialog_->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog_, &QObject::destroyed, this, [this] {
+        dialog_ = nullptr;
+        show();
+    });
+    dialog_->show();
+    hide();
+}
+
+void Form1::meed_Click() {
+    const QString folder = TrimNul(
+        ReadRegistry(old_settings_key, QStringLiteral("PDFDIR"), default_pdfdir()).trimmed());
+    shell_.open(folder);
+}
+
+void Form1::closeEvent(QCloseEvent* event) {
+    if (cancel->isVisible()) {
+        // During an order: end at once, without the restart that cancel gives.
+        ctx_->state.order_cancelled = true;
+        endProgram_(0);
+        event->accept();
+        return;
+    }
+    const auto answer =
+        QMessageBox::question(this, QStringLiteral("Brightquill Desktop"),
+                              QStringLiteral("Do you want to exit?"),
+                              QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
+    if (answer == QMessageBox::Yes) {
+        ctx_->state.order_cancelled = true;
+        event->accept();
+        endProgram_(0);
+    } else {
+        event->ignore();
+    }
+}

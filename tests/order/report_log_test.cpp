@@ -1,0 +1,155 @@
+#include "foundation/general.h"
+#include "foundation/host.h"
+#include "foundation/registry.h"
+#include "foundation/run_context.h"
+#include "order/report_log.h"
+#include "settings_fixture.h"
+#include "test_env.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct RecordingShell : Shell {
+    QStringList opened, printed;
+    bool open(const QString& t) override {
+        opened << t;
+        return true;
+    }
+    bool print(const QString& f) override {
+        printed << f;
+        return true;
+    }
+    bool startDetached(const QString&, const QStringList&) override { return true; }
+};
+
+class WriteLog : public ::testing::Test {
+protected:
+    void SetUp() override {
+        pdfdir = test_root() + "/logpdf-" +
+                 QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        QDir(pdfdir).removeRecursively();
+        set_settings({{"PDFDIR", pdfdir}});
+        set_fixed_now(QDateTime(QDate(2026, 11, 22), QTime(9, 5, 7)));
+    }
+    void TearDown() override { set_fixed_now({}); }
+    QByteArray logBytes() { return read_file(pdfdir + "/bnslog.csv"); }
+    static QByteArray expected(const char* name) {
+        return read_file(QStringLiteral(BQ_SOURCE_DIR "/tests/order/data/") + QLatin1String(name));
+    }
+    void log(QString pat, QString ref, QString res) { writelog(ctx, pat, ref, res); }
+
+    QString pdfdir;
+    HeadlessHost host;
+    RecordingShell shell;
+    RunContext ctx{host, shell};
+};
+
+TEST_F(WriteLog, FilesMatchTheHandWrittenLogs) {
+    struct Call {
+        const char* pat;
+        const char* ref;
+        const char* res;
+    };
+    struct Case {
+        const char* file;
+        std::vector<Call> calls;
+    } cases[] = {
+        {"first_call.csv", {{"EP1234567", "CASE 7", "Downloaded (12 Pages )"}}},
+        {"several_calls.csv",
+         {{"EP1234567", "R1", "Downloaded (12 Pages )"},
+          {"WO04012345", "R1", "Not found (Patent not found)"},
+          {"US5123456", "R1", "Downloaded (3 Pages )"}}},
+        {"quotes_and_line_ends.csv", {{"EP1\"2", "a\r\nb", "He said \"no\""}}},
+        {"two_references.csv", {{"EP1234567", "A!!B", "Downloaded (2 Pages )"}}},
+        {"lone_separator.csv", {{"EP1234567", "!!", "Downloaded (2 Pages )"}}},
+        {"trailing_separator.csv", {{"EP1234567", "A!!", "Downloaded (2 Pages )"}}},
+        {"empty_reference.csv", {{"EP1234567", "", "Downloaded (2 Pages )"}}},
+    };
+    for (const Case& c : cases) {
+        QFile::remove(pdfdir + "/bnslog.csv");
+        for (const Call& call : c.calls)
+            log(QString::fromLatin1(call.pat), QString::fromLatin1(call.ref),
+                QString::fromLatin1(call.res));
+        EXPECT_EQ(logBytes(), expected(c.file)) << c.file;
+    }
+}
+
+TEST_F(WriteLog, ReportKeepsOneLineWithTheWordAsPassed) {
+    log("ep1234567", "A!!B", "He said \"no\"");
+    log("EP12345678901234567", "!!", "Downloaded (1 Pages )");
+    EXPECT_EQ(ctx.state.report_text,
+              QStringLiteral("EP1234567      \tHe said \"no\"\r\n"
+                             "EP1234567890123\tDownloaded (1 Pages )\r\n"));
+}
+
+TEST_F(WriteLog, CleansTheCallersTexts) {
+    QString pat = "EP1\r2", ref = "R\"1", res = "a\nb";
+    writelog(ctx, pat, ref, res);
+    EXPECT_EQ(pat, "EP1 2");
+    EXPECT_EQ(ref, "R 1");
+    EXPECT_EQ(res, "a b");
+}
+
+TEST_F(WriteLog, MissingFolderIsMadeAndAnUnwritableLogIsPassedOver) {
+    EXPECT_FALSE(QDir(pdfdir).exists());
+    log("EP1", "", "x");
+    EXPECT_TRUE(QFile::exists(pdfdir + "/bnslog.csv"));
+    // A folder standing where the log should be: the line is lost without a word.
+    QFile::remove(pdfdir + "/bnslog.csv");
+    QDir().mkpath(pdfdir + "/bnslog.csv");
+    log("EP2", "", "y");
+    EXPECT_EQ(ctx.state.report_text.count("\r\n"), 2);
+}
+
+TEST(ReportLine, FileBehindALine) {
+    const QString folder = "/f/";
+    struct Case {
+        QString line;
+        QString file;
+    } cases[] = {
+        {report_line("EP1234567", "Downloaded (3 Pages )"), "/f/EP1234567.pdf"},
+        // 14 characters keep one blank before the tab
+        {report_line("EP123456789012", "x"), "/f/EP123456789012.pdf"},
+        // 15 or more: the search runs on into the result word
+        {report_line("EP1234567890123", "Downloaded (3 Pages )"),
+         "/f/EP1234567890123\tDownloaded.pdf"},
+        {report_line("FW1234567", "Downloaded"), "/f/FW1234567.pdf"},
+        {"FP_EP1234567  \tFront page", "/f/FP_EP1234567.pdf"},
+        {"nothing", "/f/.pdf"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(report_line_file(c.line, folder), c.file) << c.line.toStdString();
+}
+
+TEST(ReportLine, DoubleClickOpensThePdfOrElseTheHtmlPage) {
+    const QString folder = test_root() + "/report/";
+    QDir().mkpath(folder);
+    write_file(folder + "EP1.pdf", "%PDF");
+    write_file(folder + "JP2.htm", "<html>");
+    RecordingShell shell;
+    open_report_line(shell, report_line("EP1", "Downloaded"), folder);
+    open_report_line(shell, report_line("JP2", "Downloaded"), folder);
+    open_report_line(shell, "EP3  \tNOT FOUND", folder);
+    EXPECT_EQ(shell.opened, QStringList({folder + "EP1.pdf", folder + "JP2.htm"}));
+}
+
+TEST(ViewLog, ReadsTheOldKeyAndOpensACopy) {
+    HeadlessHost host;
+    RecordingShell shell;
+    const QString oldDir = test_root() + "/oldpdf";
+    QDir(oldDir).removeRecursively();
+    QDir().mkpath(oldDir);
+    set_settings({{"PDFDIR", oldDir}}, old_settings_key);
+    vlog(host, shell);
+    EXPECT_EQ(host.messages, QStringList({"No log file found"}));
+    write_file(oldDir + "/bnslog.csv", "\"Date\"\r\n");
+    vlog(host, shell);
+    EXPECT_EQ(shell.opened, QStringList({oldDir + "/brightq.csv"}));
+    EXPECT_EQ(read_file(oldDir + "/brightq.csv"), QByteArray("\"Date\"\r\n"));
+}
+
+} // namespace
