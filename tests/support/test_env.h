@@ -1,7 +1,21 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // The temporary folder of this test process. XDG_CONFIG_HOME, XDG_CONFIG_DIRS,
 // XDG_DATA_HOME, TMPDIR and HOME all point below it.
 QString test_root();
+
+#include <ostream>
+
+// Readable QStrings and QStringLists in test failure messages.
+inline void PrintTo(const QString& s, std::ostream* os) {
+    *os << '"' << s.toStdString() << '"';
+}
+inline void PrintTo(const QStringList& l, std::ostream* os) {
+    *os << '[';
+    for (const QString& s : l)
+        *os << '"' << s.toStdString() << "\", ";
+    *os << ']';
+}

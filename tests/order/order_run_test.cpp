@@ -1,0 +1,163 @@
+#include "foundation/general.h"
+#include "foundation/host.h"
+#include "foundation/registry.h"
+#include "foundation/run_context.h"
+#include "order/order_run.h"
+#include "order/report_log.h"
+#include "settings_fixture.h"
+#include "test_env.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct RecordingShell : Shell {
+    QStringList started;
+    bool open(const QString&) override { return true; }
+    bool print(const QString&) override { return true; }
+    bool startDetached(const QString& p, const QStringList& a) override {
+        started << p + " [" + a.join("|") + "]";
+        return true;
+    }
+};
+
+class OrderRun : public ::testing::Test {
+protected:
+    void SetUp() override {
+        pdf = test_root() + "/order-pdf";
+        QDir(pdf).removeRecursively();
+        set_settings({{"PDFDIR", pdf}, {"TEMPDIR", test_root() + "/order-tmp"}});
+        host.setText2("");
+    }
+    QString pdf;
+    HeadlessHost host;
+    RecordingShell shell;
+    RunContext ctx{host, shell};
+};
+
+TEST_F(OrderRun, CommandLines) {
+    struct Case {
+        QString raw;
+        CommandLineAction::Kind kind;
+        QString text1;
+        QString text2;
+    } cases[] = {
+        {"/P:EP1234567,WO0012345 /R:CASE 7", CommandLineAction::RunOrder,
+         "EP1234567\r\nWO0012345", "CASE 7"},
+        {"/p:ep1 /r: case a/b ", CommandLineAction::RunOrder, "EP1", "CASE A/B"},
+        {"/P:EP1234567", CommandLineAction::RunOrder, "EP1234567", ""},
+        {"/X:123", CommandLineAction::ShowList, "/X:123", ""},
+        {"EP1,WO2", CommandLineAction::ShowList, "EP1\r\nWO2", ""},
+        {"ab", CommandLineAction::Ignore, "unchanged", ""},
+        {"/F:/no/such/file.txt", CommandLineAction::ShowList, "/F:/no/such/file.txt", ""},
+    };
+    for (const Case& c : cases) {
+        host.setText1("unchanged");
+        host.setText2("");
+        const CommandLineAction a = handle_command_line(ctx, c.raw);
+        EXPECT_EQ(a.kind, c.kind) << c.raw.toStdString();
+        EXPECT_EQ(host.text1(), c.text1) << c.raw.toStdString();
+        EXPECT_EQ(host.text2(), c.text2) << c.raw.toStdString();
+    }
+}
+
+TEST_F(OrderRun, FileListsLoseTheirPunctuation) {
+    const QString file = test_root() + "/Numbers List.txt";
+    write_file(file, "EP 1.234.567\nWO2004/012345,\r\nUS5-123-456\n");
+    const CommandLineAction a = handle_command_line(ctx, "/F:" + file);
+    EXPECT_EQ(a.kind, CommandLineAction::RunOrder);
+    EXPECT_EQ(host.text1(), "EP 1234567\r\nWO2004012345\r\nUS5123456\r\n");
+}
+
+TEST_F(OrderRun, RunsTheListAndShowsTheReport) {
+    QStringList seen;
+    ctx.retrievers.get_patent = [&](RunContext& c, QString& n, const QString& ref) {
+        EXPECT_TRUE(host.orderRunning());
+        seen << n + "|" + ref;
+        QString r = ref, res = "Not found (Patent not found)";
+        writelog(c, n, r, res);
+    };
+    host.setText1("ep 1234567 a1\r\n\r\nAB\r\nwo2004/012345");
+    host.setText2("  Case 7 ");
+    order_run(ctx);
+    EXPECT_EQ(seen, QStringList({"EP1234567|Case 7", "WO04012345|Case 7"}));
+    EXPECT_EQ(host.text1(), "EP1234567\r\n\r\nAB\r\nWO04012345\r\n");
+    EXPECT_FALSE(host.orderRunning());
+    EXPECT_EQ(host.reportsShown, 1);
+    // No retriever set the folder: the report looks in PDFDIR.
+    EXPECT_EQ(ctx.state.report_folder, pdf + "/");
+    EXPECT_EQ(ctx.state.report_text.count("\r\n"), 2);
+}
+
+TEST_F(OrderRun, AnEmptyListShowsAnEmptyReport) {
+    host.setText1("\r\n  \r\n");
+    order_run(ctx);
+    EXPECT_EQ(host.reportsShown, 1);
+    EXPECT_EQ(ctx.state.report_text, "");
+}
+
+TEST_F(OrderRun, ACancelledOrderShowsNoReport) {
+    ctx.retrievers.get_patent = [](RunContext& c, QString&, const QString&) {
+        c.state.order_cancelled = true;
+    };
+    host.setText1("EP1\r\nEP2");
+    order_run(ctx);
+    EXPECT_EQ(host.reportsShown, 0);
+}
+
+TEST_F(OrderRun, FrontPageReportIsBuiltFromTheFiles) {
+    const QString folder = pdf + "/";
+    QDir().mkpath(folder);
+    // A one-page PDF made by hand: the front page is cut from it at the end of the order.
+    write_file(folder + "EP1234567.pdf",
+               "%PDF-1.1\r1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\r2 0 obj<</Type/Pages/Kids[3 0 "
+               "R]/Count 1>>endobj\r3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 200 200]>>endobj\r"
+               "trailer<</Root 1 0 R>>\r%%EOF\r");
+    write_file(folder + "FP_WO04012345.pdf", "%PDF");
+    write_file(folder + "US5123456.pdf", "%PDF");
+    ctx.retrievers.get_patent = [](RunContext&, QString&, const QString&) {};
+    ctx.retrievers.uspto_download = [](RunContext&, QString&, const QString&) {};
+    host.fp = true;
+    host.setText1("EP1234567\r\nWO04012345\r\n5123456\r\nXX1");
+    order_run(ctx);
+    EXPECT_EQ(ctx.state.report_text,
+              "FP_EP1234567  \tFront page\r\nFP_WO04012345  \tFront page\r\n"
+              "5123456  \tNOT FOUND\r\nXX1  \tNOT FOUND\r\n");
+    EXPECT_TRUE(QFile::exists(folder + "FP_EP1234567.pdf"));
+    EXPECT_TRUE(QFile::exists(folder + "EP1234567.pdf"));
+}
+
+TEST_F(OrderRun, CancelRestartsWithTheListOnly) {
+    EXPECT_EQ(cancel_list(""), "");
+    EXPECT_EQ(cancel_list("EP1\r\nWO2,3\r\n"), "EP1,WO23,");
+    bool ended = false;
+    host.setText1("EP1\r\nEP2");
+    host.setText2("Case 7");
+    host.setOrderRunning(true);
+    cancel_order(ctx, "/opt/bq/brightquill", [&] { ended = true; });
+    EXPECT_TRUE(ended);
+    EXPECT_TRUE(ctx.state.order_cancelled);
+    EXPECT_EQ(shell.started, QStringList({"/opt/bq/brightquill [EP1,EP2]"}));
+    host.setText1("");
+    cancel_order(ctx, "/opt/bq/brightquill", [] {});
+    EXPECT_EQ(shell.started.last(), "/opt/bq/brightquill []");
+}
+
+TEST_F(OrderRun, StartupReadsCheck1FromTheOldKey) {
+    host.check1 = false;
+    startup(ctx);
+    EXPECT_TRUE(host.check1); // nothing in the old key: ticked
+    set_settings({{"NEWESPACE", "0"}}, old_settings_key);
+    startup(ctx);
+    EXPECT_FALSE(host.check1);
+    set_settings({{"NEWESPACE", "1"}});
+    startup(ctx); // the live key's value is not what start-up reads
+    EXPECT_FALSE(host.check1);
+    QFile::remove(registryFile(old_settings_key));
+    EXPECT_TRUE(QDir(pdf).exists());
+}
+
+} // namespace

@@ -1,0 +1,201 @@
+#include "foundation/host.h"
+#include "foundation/run_context.h"
+#include "order/routing.h"
+#include "test_env.h"
+
+#include <QElapsedTimer>
+#include <QRandomGenerator>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(CanonicalSpelling, RewritesEachWritingStyle) {
+    struct Case {
+        const char* typed;
+        const char* canonical;
+    } cases[] = {
+        {"ep 1 234 567 a1", "EP1234567"},
+        {"EP1234567A", "EP1234567"},
+        {"EP1234567A2", "EP1234567"},
+        {"EP1234567A1A", "EP1234567"}, // the three tests run one after the other
+        {"EP1234567AA1", "EP1234567A"},
+        {"EP1234567B1", "EP1234567B1"},
+        {"EP1234567A3", "EP1234567A3"},
+        {"WO 2004/012345", "WO04012345"},
+        {"WO2000/12345", "WO0012345"},
+        {"WO2002/51230", "WO0251230"},
+        {"WO2002/51231", "WO02051231"},
+        {"WO98/12345", "WO9812345"},
+        {"WO98/123", "WO9800123"},
+        {"WO2004012345A1", "WO04012345A1"},
+        {"WO04/0000012", "WO04000012"},  // zeros dropped down to five digits, then one back
+        {"WOXX123", "WOXX000123"},       // a third character that is no digit: below 70
+        {"WO", "WO000000"},
+        {"5,123,456", "5123456"},
+        {"5 123 456", "5123456"},
+        {"US 5-123-456", "US5123456"},
+        {"jp 2001/123456 a", "JP2001123456A"},
+        {"  ", ""},
+        {"EP1.5", "EP1.5"}, // the period is not a separator here
+    };
+    for (const Case& c : cases) {
+        const QString typed = QString::fromLatin1(c.typed);
+        EXPECT_EQ(canonical_list(typed), QString::fromLatin1(c.canonical) + "\r\n") << c.typed;
+    }
+}
+
+TEST(CanonicalSpelling, KeepsOneLinePerLineAndTheTrailingLineEnd) {
+    EXPECT_EQ(canonical_list("ep1a1\r\n\r\nwo2004/012345\r\n"),
+              QStringLiteral("EP1\r\n\r\nWO04012345\r\n\r\n"));
+    EXPECT_EQ(canonical_list(""), QStringLiteral("\r\n"));
+}
+
+TEST(Routing, FirstMatchingRowWins) {
+    struct Case {
+        const char* line;
+        bool depatis;
+        Route route;
+        const char* handed;
+        bool force;
+    } cases[] = {
+        {"AUA2004123456", false, Route::Australia, "AUA2004123456", false},
+        {"5123456", false, Route::Uspto, "US5123456", true},
+        {"1234567", true, Route::Uspto, "US1234567", true},
+        {"8123456", false, Route::Uspto, "US8123456", true},
+        {"9123456", false, Route::GetPatent, "9123456", false},
+        {"0123456", false, Route::GetPatent, "0123456", false},
+        {"*USD339456", false, Route::Uspto, "USD339456", true},
+        {"*UST109201", false, Route::Uspto, "UST109201", true},
+        {"USA20010000044", false, Route::Uspto, "USA20010000044", false},
+        {"US5123456", false, Route::GetPatent, "US5123456", false},
+        {"CN1234567", true, Route::Cnpto, "CN1234567", false},
+        {"FW1234567", false, Route::Epoline, "FW1234567", false},
+        {"PW1234567", false, Route::Epoline, "PW1234567", false},
+        {"FR2812345B", false, Route::Inpi, "FR2812345B", false},
+        {"MT2001123456", false, Route::JpoTranslation, "MT2001123456", false},
+        {"JP2001123456MT", false, Route::JpoTranslation, "JP2001123456MT", false},
+        {"JP2001123456", false, Route::GetPatent, "JP2001123456", false},
+        {"AU2004123456", false, Route::GetPatent, "AU2004123456", false},
+        {"#DE1234567", false, Route::DepatisOnly, "DE1234567", false},
+        {"#DE1234567", true, Route::DepatisOnly, "DE1234567", false},
+        {"DE1234567", true, Route::DepatisFallback, "DE1234567", false},
+        {"EP1234567", false, Route::GetPatent, "EP1234567", false},
+        {"ABC", false, Route::GetPatent, "ABC", false},
+        {"AB", false, Route::Skip, "AB", false},
+        {"", true, Route::Skip, "", false},
+    };
+    for (const Case& c : cases) {
+        const Routing r = route_line(QString::fromLatin1(c.line), c.depatis);
+        EXPECT_EQ(r.route, c.route) << c.line;
+        if (r.route != Route::Skip) {
+            EXPECT_EQ(r.number, QString::fromLatin1(c.handed)) << c.line;
+            EXPECT_EQ(r.forceUspto, c.force) << c.line;
+        }
+    }
+}
+
+struct Recorder {
+    QStringList calls;
+    void install(Retrievers& r) {
+        auto rec = [this](const char* name) {
+            return [this, name](RunContext& ctx, QString& n, const QString& ref) {
+                calls << QStringLiteral("%1 %2 %3 %4").arg(QLatin1String(name), n, ref, ctx.state.force_uspto);
+                n = QStringLiteral("REWRITTEN"); // a retriever may rewrite the number in place
+            };
+        };
+        r.get_patent = rec("get_patent");
+        r.australia_download = rec("australia");
+        r.uspto_download = rec("uspto");
+        r.cnpto_download = rec("cnpto");
+        r.epoline_download = rec("epoline");
+        r.inpi_download = rec("inpi");
+        r.jpo_translation_download = rec("jpo_translation");
+        r.depatis_download = [this](RunContext& ctx, QString& n, const QString& ref, bool fb) {
+            calls << QStringLiteral("depatis(%1) %2 %3 %4")
+                         .arg(fb ? "true" : "false", n, ref, ctx.state.force_uspto);
+        };
+    }
+};
+
+struct NullShell : Shell {
+    bool open(const QString&) override { return true; }
+    bool print(const QString&) override { return true; }
+    bool startDetached(const QString&, const QStringList&) override { return true; }
+};
+
+TEST(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
+    HeadlessHost host;
+    NullShell shell;
+    RunContext ctx(host, shell);
+    Recorder rec;
+    rec.install(ctx.retrievers);
+    dispatch_list(ctx,
+                  canonical_list("5,123,456\r\nAB\r\nep 1234567 a1\r\n*usre35312\r\n#de123\r\nwo2004/"
+                                 "12345\r\nCN1\r\n"),
+                  "Case 7");
+    EXPECT_EQ(rec.calls, QStringList({"uspto US5123456 Case 7 1", "get_patent EP1234567 Case 7 0",
+                                      "uspto USRE35312 Case 7 1", "depatis(false) DE123 Case 7 0",
+                                      "get_patent WO04012345 Case 7 0", "cnpto CN1 Case 7 0"}));
+}
+
+TEST(Dispatch, DepatisBoxIsReadForEachLineAndCancelStopsTheWalk) {
+    HeadlessHost host;
+    NullShell shell;
+    RunContext ctx(host, shell);
+    Recorder rec;
+    rec.install(ctx.retrievers);
+    ctx.retrievers.get_patent = [&](RunContext& c, QString& n, const QString&) {
+        rec.calls << "get_patent " + n;
+        host.depatis = true; // ticked during the run: counts from the next line
+        if (n == "EP3")
+            c.state.order_cancelled = true;
+    };
+    dispatch_list(ctx, "EP1\r\nEP2\r\nCN9\r\n", "");
+    EXPECT_EQ(rec.calls, QStringList({"get_patent EP1", "depatis(true) EP2  0", "cnpto CN9  0"}));
+    rec.calls.clear();
+    host.depatis = false;
+    dispatch_list(ctx, "EP3\r\nEP4\r\n", "");
+    EXPECT_EQ(rec.calls, QStringList({"get_patent EP3"}));
+}
+
+TEST(Dispatch, JunkListsAreWalkedWithoutTrouble) {
+    // 100,000 lines of binary bytes, very long lines and lines of separators only.
+    QRandomGenerator gen(7);
+    QString junk;
+    for (int i = 0; i < 100000; ++i) {
+        switch (i % 4) {
+        case 0:
+            for (int k = 0; k < 12; ++k)
+                junk += QChar(char16_t(gen.bounded(1, 256)));
+            break;
+        case 1:
+            junk += QString(i % 1000 == 1 ? 20000 : 40, QLatin1Char('7'));
+            break;
+        case 2:
+            junk += QStringLiteral(" ,-/\\ ,,--");
+            break;
+        default:
+            junk += QStringLiteral("wo2002/51231");
+        }
+        junk += QStringLiteral("\r\n");
+    }
+    HeadlessHost host;
+    NullShell shell;
+    RunContext ctx(host, shell);
+    int calls = 0;
+    auto count = [&](RunContext&, QString&, const QString&) { ++calls; };
+    for (Retriever* r : {&ctx.retrievers.get_patent, &ctx.retrievers.uspto_download,
+                         &ctx.retrievers.australia_download, &ctx.retrievers.cnpto_download,
+                         &ctx.retrievers.epoline_download, &ctx.retrievers.inpi_download,
+                         &ctx.retrievers.jpo_translation_download})
+        *r = count;
+    ctx.retrievers.depatis_download = [&](RunContext&, QString&, const QString&, bool) { ++calls; };
+    const QString list = canonical_list(junk);
+    // Binary bytes hold CRs of their own: they split lines too.
+    EXPECT_GE(list.count(QStringLiteral("\r\n")), 100000);
+    dispatch_list(ctx, list, "");
+    EXPECT_GE(calls, 50000); // separators-only lines are skipped, the rest are handed on
+}
+
+} // namespace
