@@ -217,7 +217,7 @@ void Form1::buildMenus() {
     whatnew->setObjectName(QStringLiteral("whatnew"));
 
     fmam = menuBar()->addAction(QStringLiteral("E&quivalent-lookup"), this, [this] {
-        if (!cancel->isVisible())
+        if (!cancel->isVisibleTo(this))
             notInThisVersion(QStringLiteral("The equivalents lookup"));
     });
     fmam->setObjectName(QStringLiteral("fmam"));
@@ -385,7 +385,7 @@ void Form1::meed_Click() {
 }
 
 void Form1::closeEvent(QCloseEvent* event) {
-    if (cancel->isVisible()) {
+    if (cancel->isVisibleTo(this)) {
         // During an order: end at once, without the restart that cancel gives.
         ctx_->state.order_cancelled = true;
         endProgram_(0);
