@@ -1,10 +1,12 @@
 #include "foundation/run_context.h"
 #include "offices/not_built.h"
+#include "retrieval/company.h"
+#include "retrieval/get_patent.h"
 
 void install_default_retrievers(Retrievers& r) {
-    r.get_patent = office_not_built(QStringLiteral("default chain"));
+    r.get_patent = get_patent;
     r.uspto_download = office_not_built(QStringLiteral("USPTO"));
-    r.wipo_download = [](RunContext&, QString&, const QString&) {};
+    r.wipo_download = wipo_download;
     r.australia_download = office_not_built(QStringLiteral("IP Australia"));
     r.cnpto_download = office_falls_back_to_chain();
     r.epoline_download = office_not_built(QStringLiteral("EP file inspection"));
