@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
@@ -24,19 +25,31 @@ struct Response;
 class Simulator {
 public:
     struct Options {
-        int latencyMs = 0;       // added to every answer
-        int pageFailures = 0;    // every page request fails this often before it succeeds
-        bool dropPages = false;  // page failures close the connection instead of answering HTML
+        int latencyMs = 0;      // added to every answer
+        int pageFailures = 0;   // every page request fails this often before it succeeds
+        bool dropPages = false; // page failures close the connection instead of answering HTML
+        // Certificate and key (PEM files) of the roles served over https (see secure());
+        // without them those roles are not started.
+        std::string tlsCertificate;
+        std::string tlsKey;
     };
     using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
 
-    explicit Simulator(QString samplesFolder, Options options = {});
+    explicit Simulator(QString samplesFolder);
+    Simulator(QString samplesFolder, Options options);
     ~Simulator();
     Simulator(const Simulator&) = delete;
     Simulator& operator=(const Simulator&) = delete;
 
-    // Adds a route (exact path, query ignored) to a role's server; creates the role.
+    // Adds a route (exact path, query ignored) to a role's server; creates the role. A path
+    // ending in "*" takes every path that begins with the part before it, where no exact
+    // route matches.
     void route(const QString& role, const std::string& path, Handler handler);
+    // Serves a role over https with the certificate of the options.
+    void secure(const QString& role);
+    // Called on the serving thread with the role and the request target before each answer.
+    using Observer = std::function<void(const QString& role, const std::string& target)>;
+    void set_observer(Observer observer);
     // Binds every role on 127.0.0.1 with a port of its own and starts serving.
     void start();
     void stop();
@@ -57,16 +70,27 @@ public:
 
 private:
     struct Role;
+    void serve(Role& role, const httplib::Request& req, httplib::Response& res);
+    void pause(int ms);
+
     QString samples_;
     Options options_;
     std::map<QString, std::unique_ptr<Role>> roles_;
     mutable std::mutex mutex_;
     std::map<std::string, int> failures_;
+    Observer observer_;
+    bool stopping_ = false;
+    std::condition_variable stopped_;
 };
 
+// Writes a sample document of that many pages to path (its folder created): each page
+// shows the title and its page number above a grey image of about imageBytes bytes, so
+// that page files have a realistic size. False when it could not be written.
+bool make_sample_pdf(const QString& path, const QString& title, int pages, int imageBytes = 6000);
+
 // The role modules.
-void add_company_roles(Simulator& sim);    // CompanyWebHost, CompanyLookupHost, ...
-void add_espacenet_roles(Simulator& sim);  // EspacenetNationalHost, EspacenetSiteHost
-void add_uspto_roles(Simulator& sim);      // the USPTO hosts, uspto.lib on the company hosts
+void add_company_roles(Simulator& sim);   // CompanyWebHost, CompanyLookupHost, ...
+void add_espacenet_roles(Simulator& sim); // EspacenetNationalHost, EspacenetSiteHost
+void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the company hosts
 // All role modules of this build.
 void add_all_roles(Simulator& sim);

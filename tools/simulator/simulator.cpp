@@ -1,0 +1,198 @@
+#include "simulator.h"
+
+#include "foundation/registry.h"
+
+#include <httplib.h>
+
+#include <QFileInfo>
+
+#include <chrono>
+
+struct Simulator::Role {
+    QString name;
+    std::map<std::string, Handler> routes;
+    bool tls = false;
+    std::unique_ptr<httplib::Server> server;
+    std::thread thread;
+    int port = 0;
+    std::vector<std::string> requests;
+};
+
+Simulator::Simulator(QString samplesFolder) : Simulator(std::move(samplesFolder), Options()) {}
+
+Simulator::Simulator(QString samplesFolder, Options options)
+    : samples_(std::move(samplesFolder)), options_(std::move(options)) {}
+
+Simulator::~Simulator() {
+    stop();
+}
+
+void Simulator::route(const QString& role, const std::string& path, Handler handler) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto& r = roles_[role];
+    if (!r) {
+        r = std::make_unique<Role>();
+        r->name = role;
+    }
+    r->routes[path] = std::move(handler);
+}
+
+void Simulator::secure(const QString& role) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto& r = roles_[role];
+    if (!r) {
+        r = std::make_unique<Role>();
+        r->name = role;
+    }
+    r->tls = true;
+}
+
+void Simulator::set_observer(Observer observer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    observer_ = std::move(observer);
+}
+
+void Simulator::pause(int ms) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    stopped_.wait_for(lock, std::chrono::milliseconds(ms), [this] { return stopping_; });
+}
+
+void Simulator::serve(Role& role, const httplib::Request& req, httplib::Response& res) {
+    Handler handler;
+    Observer observer;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        role.requests.push_back(req.target);
+        observer = observer_;
+        auto exact = role.routes.find(req.path);
+        if (exact != role.routes.end()) {
+            handler = exact->second;
+        } else {
+            // The longest prefix route that takes the path.
+            size_t best = 0;
+            for (const auto& [path, h] : role.routes) {
+                if (path.empty() || path.back() != '*')
+                    continue;
+                const std::string stem = path.substr(0, path.size() - 1);
+                if (req.path.compare(0, stem.size(), stem) == 0 && stem.size() >= best) {
+                    best = stem.size();
+                    handler = h;
+                }
+            }
+        }
+    }
+    if (observer)
+        observer(role.name, req.target);
+    if (options_.latencyMs > 0)
+        pause(options_.latencyMs);
+    if (!handler) {
+        res.status = 404;
+        res.set_content("<html><body>Not found</body></html>", "text/html");
+        return;
+    }
+    handler(req, res);
+}
+
+void Simulator::start() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stopping_ = false;
+    for (auto& [name, role] : roles_) {
+        if (role->server)
+            continue;
+        if (role->tls) {
+            if (options_.tlsCertificate.empty() || options_.tlsKey.empty() ||
+                !QFileInfo::exists(QString::fromStdString(options_.tlsCertificate)) ||
+                !QFileInfo::exists(QString::fromStdString(options_.tlsKey)))
+                continue;
+            role->server = std::make_unique<httplib::SSLServer>(options_.tlsCertificate.c_str(),
+                                                                options_.tlsKey.c_str());
+        } else {
+            role->server = std::make_unique<httplib::Server>();
+        }
+        // Ten page requests in flight at once, and their kept-alive connections.
+        role->server->new_task_queue = [] { return new httplib::ThreadPool(48); };
+        role->server->set_keep_alive_timeout(2);
+        Role* r = role.get();
+        auto handle = [this, r](const httplib::Request& req, httplib::Response& res) {
+            serve(*r, req, res);
+        };
+        role->server->Get(".*", handle);
+        role->server->Post(".*", handle);
+        role->port = role->server->bind_to_any_port("127.0.0.1");
+        if (role->port <= 0) {
+            role->server.reset();
+            role->port = 0;
+            continue;
+        }
+        // The socket listens from here on: connections wait in its queue until the
+        // serving thread takes them.
+        httplib::Server* server = role->server.get();
+        role->thread = std::thread([server] { server->listen_after_bind(); });
+    }
+}
+
+void Simulator::stop() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    stopped_.notify_all();
+    for (auto& [name, role] : roles_) {
+        if (role->server)
+            role->server->stop();
+        if (role->thread.joinable())
+            role->thread.join();
+        role->server.reset();
+        role->port = 0;
+    }
+}
+
+QString Simulator::host(const QString& role) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = roles_.find(role);
+    if (it == roles_.end() || it->second->port <= 0)
+        return {};
+    return QStringLiteral("127.0.0.1:%1").arg(it->second->port);
+}
+
+QStringList Simulator::roles() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    QStringList list;
+    for (const auto& [name, role] : roles_)
+        list << name;
+    return list;
+}
+
+void Simulator::write_host_roles(const QString& keyPath) const {
+    CreateKey(keyPath);
+    for (const QString& role : roles()) {
+        const QString h = host(role);
+        if (h.isEmpty())
+            continue;
+        WriteRegistry(keyPath, role, h);
+        // The national server is also the value of its own setting.
+        if (role == QLatin1String("EspacenetNationalHost"))
+            WriteRegistry(keyPath, QStringLiteral("EPOSERVER"), h);
+    }
+}
+
+std::vector<std::string> Simulator::requests(const QString& role) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = roles_.find(role);
+    return it == roles_.end() ? std::vector<std::string>() : it->second->requests;
+}
+
+bool Simulator::should_fail(const std::string& key) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    int& n = failures_[key];
+    if (n < options_.pageFailures) {
+        ++n;
+        return true;
+    }
+    return false;
+}
+
+void add_all_roles(Simulator& sim) {
+    add_company_roles(sim);
+    add_espacenet_roles(sim);
+}
