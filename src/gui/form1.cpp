@@ -19,6 +19,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -98,6 +99,7 @@ void Form1::buildWidgets() {
     Command1 = new QPushButton(QStringLiteral("&Order"), central);
     Command1->setObjectName(QStringLiteral("Command1"));
     Command1->setToolTip(QStringLiteral("Click here to start your order"));
+    Command1->setAutoDefault(true);
     Command1->setAccessibleDescription(Command1->toolTip());
     Command1->setDefault(true);
     cancel = new QPushButton(QStringLiteral("Cancel Job"), central);
@@ -158,6 +160,9 @@ void Form1::buildWidgets() {
     setTabOrder(Text3, Command2);
 
     connect(Command1, &QPushButton::clicked, this, &Form1::Command1_Click);
+    // The list box takes Return for its lines: Ctrl+Return orders from anywhere.
+    auto* orderShortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return), this);
+    connect(orderShortcut, &QShortcut::activated, Command1, &QPushButton::click);
     connect(cancel, &QPushButton::clicked, this, &Form1::cancel_Click);
     connect(Command2, &QPushButton::clicked, this,
             [this] { notInThisVersion(QStringLiteral("The INPADOC family search")); });
