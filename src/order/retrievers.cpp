@@ -2,10 +2,11 @@
 #include "offices/not_built.h"
 #include "retrieval/company.h"
 #include "retrieval/get_patent.h"
+#include "offices/uspto.h"
 
 void install_default_retrievers(Retrievers& r) {
     r.get_patent = get_patent;
-    r.uspto_download = office_not_built(QStringLiteral("USPTO"));
+    r.uspto_download = uspto_download;
     r.wipo_download = wipo_download;
     r.australia_download = office_not_built(QStringLiteral("IP Australia"));
     r.cnpto_download = office_falls_back_to_chain();
@@ -18,5 +19,5 @@ void install_default_retrievers(Retrievers& r) {
     r.rupto_download = office_not_built(QStringLiteral("FIPS"));
     r.spain_download = office_not_built(QStringLiteral("OEPM"));
     r.depatis_download = depatis_not_built;
-    r.uspto_cartificate = [](RunContext&, const QString&, int) { return QString(); };
+    r.uspto_cartificate = uspto_cartificate;
 }

@@ -1,0 +1,290 @@
+#include "offices/uspto.h"
+#include "pdf/page_count.h"
+#include "uspto_fixture.h"
+
+#include <QRegularExpression>
+
+#include <functional>
+#include <optional>
+
+using Answer = LoopbackServer::Answer;
+
+namespace {
+
+std::string viewer_page(const std::string& numPages) {
+    return "<form><input type=hidden name=docid value=\"D77\">\n"
+           "<input type=hidden name=IDKey value=\"K9\">\n<!-- NumPages=" +
+           numPages + " -->\n</form>";
+}
+
+std::string tiff(int page) {
+    return UsptoTest::page_tiff(page, true).toStdString();
+}
+
+} // namespace
+
+class Certificates : public UsptoTest {
+protected:
+    // The full-text page links to the viewer on the server; the viewer page and the page
+    // images answer as told, pages by their number and attempt.
+    void serve(const std::string& viewer, std::function<Answer(int page, int attempt)> page = {}) {
+        const std::string link = "http://" + server.host().toStdString() + "/.piw?Docid=05123456";
+        server.on("/netacgi/nph-Parser",
+                  [link](const auto&) { return Answer::text("<a href=" + link + "><img></a>"); });
+        server.on("/.piw", [viewer](const auto&) { return Answer::text(viewer); });
+        server.on("/.DImg", [this, page](const LoopbackServer::Request& r) {
+            const int n = std::stoi(r.query.at("PageNum"));
+            const int attempt = ++attempts[n];
+            return page ? page(n, attempt) : Answer::bytes(tiff(n), "image/tiff");
+        });
+        server.on("/uspto.lib", [](const auto&) {
+            return Answer::bytes(program("tiff2pdf").toStdString(), "application/octet-stream");
+        });
+    }
+    std::vector<std::string> image_requests() const {
+        std::vector<std::string> t;
+        for (const auto& r : server.requests())
+            if (r.path == "/.DImg")
+                t.push_back(r.target);
+        return t;
+    }
+    std::string search() const {
+        for (const auto& r : server.requests())
+            if (r.path == "/netacgi/nph-Parser")
+                return r.target;
+        return "";
+    }
+    std::map<int, int> attempts;
+};
+
+TEST_F(Certificates, PagesBeyondTheDocumentBecomeOnePdf) {
+    serve(viewer_page("12 -"));
+    const QString result = uspto_cartificate(ctx, "us-5123456", 10);
+
+    EXPECT_TRUE(QRegularExpression("^" + QRegularExpression::escape(pdfdir) +
+                                   "\\d+(\\.\\d+)?CCUS5123456\\.pdf$")
+                    .match(result)
+                    .hasMatch())
+        << result.toStdString();
+    EXPECT_EQ(pdfnumpages(result), "2 Pages");
+    EXPECT_EQ(image_requests(),
+              (std::vector<std::string>{"/.DImg?Docid=D77&PageNum=11&IDKey=K9&ImgFormat=tif",
+                                        "/.DImg?Docid=D77&PageNum=12&IDKey=K9&ImgFormat=tif"}));
+    EXPECT_NE(search().find("&d=PALL&p=1&u=/&r=1&f=G&l=50&s1='5123456'.PN."), std::string::npos)
+        << search();
+    EXPECT_EQ(files(tempdir), QStringList());
+    EXPECT_EQ(read_file(lib()), program("tiff2pdf"));
+    EXPECT_EQ(QFile::permissions(lib()) & 0x7077,
+              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    EXPECT_EQ(host.status(), "US5123456 Certificate of correction (USPTO) Done");
+}
+
+// Where the converter comes from decides how every page is converted. An empty file from a
+// failed first fetch counts as present: every conversion fails, and so does every page.
+TEST_F(Certificates, ConverterFromTheWebHostTheMirrorOrNeither) {
+    LoopbackServer mirror;
+    point_roles({"CompanyMirrorHost"}, mirror.host());
+    const Answer tiff2pdf = Answer::bytes(program("tiff2pdf").toStdString());
+    const Answer none = Answer::drop();
+    struct Case {
+        const char* name;
+        bool blockWeb; // no file can be made when the web host's answer arrives
+        Answer web;
+        bool unblockMirror; // ... but it can when the mirror's arrives
+        Answer mirror;
+        const char* lib; // "tiff2pdf", "" (empty file) or "-" (no file)
+        bool delivered;
+        int mirrorRequests;
+    } cases[] = {
+        {"web host", false, tiff2pdf, false, none, "tiff2pdf", true, 0},
+        {"mirror only", true, none, true, tiff2pdf, "tiff2pdf", true, 1},
+        {"neither: built-in writer", true, none, false, none, "-", true, 1},
+        {"empty from the web host", false, Answer::bytes(""), false, tiff2pdf, "", false, 0},
+        {"a converter that exits at once", false, Answer::bytes("#!/bin/sh\nexit 0\n"), false,
+         tiff2pdf, "#!/bin/sh\nexit 0\n", false, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        reset_lib();
+        server.clearRequests();
+        mirror.clearRequests();
+        attempts.clear();
+        serve(viewer_page("11-"));
+        server.on("/uspto.lib", [&](const auto&) {
+            if (c.blockWeb)
+                QDir().mkpath(lib());
+            return c.web;
+        });
+        mirror.on("/uspto.lib", [&](const auto&) {
+            if (c.unblockMirror)
+                QDir(lib()).removeRecursively();
+            return c.mirror;
+        });
+
+        const QString result = uspto_cartificate(ctx, "US5123456", 10);
+        EXPECT_EQ(mirror.requestCount(), size_t(c.mirrorRequests));
+        EXPECT_EQ(QFileInfo(lib()).isFile(), QByteArray(c.lib) != "-");
+        if (QByteArray(c.lib) != "-") {
+            EXPECT_EQ(read_file(lib()),
+                      QByteArray(c.lib) == "tiff2pdf" ? program("tiff2pdf") : QByteArray(c.lib));
+        }
+        EXPECT_EQ(files(tempdir), QStringList());
+        if (c.delivered) {
+            EXPECT_EQ(pdfnumpages(result), "1 Pages");
+            // tiff2pdf tells the rows of the image; the built-in writer does not.
+            EXPECT_EQ(read_file(result).contains("/Rows"), QByteArray(c.lib) == "tiff2pdf");
+            QFile::remove(result);
+        } else {
+            EXPECT_EQ(result, "");
+            EXPECT_EQ(attempts[11], 9);
+            EXPECT_EQ(host.status(), "US5123456 Certificate of correction Error in download");
+            // The file stays for good: no second fetch.
+            server.clearRequests();
+            uspto_cartificate(ctx, "US5123456", 11);
+            EXPECT_EQ(requests_for("/uspto.lib"), 0);
+        }
+    }
+}
+
+TEST_F(Certificates, NoPagesToFetch) {
+    struct Case {
+        const char* name;
+        const char* number;
+        std::optional<std::string> fullText; // nullopt: connection dropped
+        std::optional<std::string> viewer;
+        const char* status;
+        const char* query = "";
+    } cases[] = {
+        {"search dropped", "US5123456", std::nullopt, "",
+         "Timeout @ the USPTO server (Certificate of correction not found)"},
+        {"no viewer link", "USA20010000044", "<html>No patents have matched your query</html>", "",
+         " (Certificate of correction not found)",
+         "&d=PG01&p=1&u=/ne&r=1&f=G&l=50&s1='20010000044'.PGNR."},
+        {"viewer dropped", "US5123456", "", std::nullopt,
+         "US5123456 Certificate of correction Error at the USPTO image server"},
+        {"no NumPages", "US5123456", "", "<input name=docid value=\"D1\">",
+         "US5123456 Certificate of correction Error at the USPTO image server"},
+        {"not a number", "US5123456", "", viewer_page("twelve-"),
+         "US5123456 Certificate of correction Error at the USPTO image server"},
+        {"no dash within 20", "US5123456", "", viewer_page("12 pages in this document - "),
+         "US5123456 Certificate of correction Error at the USPTO image server"},
+        {"zero", "US5123456", "", viewer_page("0-"),
+         "US5123456 Certificate of correction Error at the USPTO image server"},
+        {"beyond the counter", "US5123456", "", viewer_page("99999-"),
+         "US5123456 Certificate of correction Error at the USPTO image server"},
+        {"no more than the document", "US5123456", "", viewer_page("10-"),
+         "US5123456 Certificate of correction not found"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        server.clearRequests();
+        serve(c.viewer.value_or(""));
+        if (!c.viewer)
+            server.on("/.piw", [](const auto&) { return Answer::drop(); });
+        if (!c.fullText)
+            server.on("/netacgi/nph-Parser", [](const auto&) { return Answer::drop(); });
+        else if (!c.fullText->empty())
+            server.on("/netacgi/nph-Parser",
+                      [&](const auto&) { return Answer::text(*c.fullText); });
+        EXPECT_EQ(uspto_cartificate(ctx, c.number, 10), "");
+        EXPECT_EQ(host.status(), c.status);
+        EXPECT_EQ(requests_for("/.DImg"), 0);
+        EXPECT_EQ(requests_for("/.piw"), c.fullText && c.fullText->empty() ? 1 : 0);
+        EXPECT_NE(search().find(c.query), std::string::npos) << search();
+    }
+}
+
+TEST_F(Certificates, ValuesWithoutTheirMarkersAreReadFromCharacter13) {
+    serve("0123456789ABCDEF\"GH NumPages=11-");
+    const QString result = uspto_cartificate(ctx, "US5123456", 10);
+    EXPECT_EQ(image_requests(),
+              std::vector<std::string>{"/.DImg?Docid=CDEF&PageNum=11&IDKey=CDEF&ImgFormat=tif"});
+    EXPECT_EQ(pdfnumpages(result), "1 Pages");
+    QFile::remove(result);
+}
+
+TEST_F(Certificates, ViewerHostIsTheOneTheLinkNames) {
+    LoopbackServer viewers[5]; // patent viewers 1 to 3, application viewers 1 and 2
+    const char* roles[] = {"UsptoPatentViewerHost1", "UsptoPatentViewerHost2",
+                           "UsptoPatentViewerHost3", "UsptoApplicationViewerHost1",
+                           "UsptoApplicationViewerHost2"};
+    for (int i = 0; i < 5; ++i) {
+        point_roles({roles[i]}, viewers[i].host());
+        viewers[i].onAny([](const auto&) { return Answer::text(viewer_page("10-")); });
+    }
+    struct Case {
+        const char* page; // %1 to %5: the hosts of the five roles
+        int viewer;
+        const char* target;
+    } cases[] = {
+        {"<a href=http://elsewhere.invalid/.piw?Docid=1>", 0, "/.piw?Docid=1"},
+        {"<a href=http://%2/.piw?Docid=2&x=y >", 1, "/.piw?Docid=2&x=y"},
+        {"<a href=http://%3/.piw?Docid=3>", 2, "/.piw?Docid=3"},
+        {"<a href=http://%4/.aiw?Docid=4>", 3, "/.aiw?Docid=4"},
+        {"<a href=http://%5/.aiw?Docid=5>", 4, "/.aiw?Docid=5"},
+        {"<a href=http://%4:80/.aiw?Docid=6>", 3, "/.aiw?Docid=6"},
+        {"<a href=http://%5:80/.aiw?Docid=7>", 4, "/.aiw?Docid=7"},
+        {"<a href=http://%2/.piw?Docid=8> <a href=http://%4/.aiw?Docid=9>", 3, "/.aiw?Docid=9"},
+        {"<a href=http://%5/.aiw?Docid=10> <a href=http://%2/.piw?Docid=11>", 4, "/.aiw?Docid=10"},
+        {"no link end .piw?Docid=12", 0, "/"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.page);
+        QString page = c.page;
+        for (int i = 0; i < 5; ++i)
+            page.replace(QString("%%1").arg(i + 1), viewers[i].host());
+        server.on("/netacgi/nph-Parser",
+                  [&](const auto&) { return Answer::text(page.toStdString()); });
+        for (auto& v : viewers)
+            v.clearRequests();
+        EXPECT_EQ(uspto_cartificate(ctx, "US5123456", 10), "");
+        EXPECT_EQ(host.status(), "US5123456 Certificate of correction not found");
+        EXPECT_EQ(viewers[c.viewer].targets(), std::vector<std::string>{c.target});
+    }
+}
+
+TEST_F(Certificates, EveryPageHasNineAttempts) {
+    const Answer html = Answer::text("<html>Server busy</html>");
+    QByteArray bigEndian = page_tiff(11, true);
+    bigEndian.replace(0, 4, QByteArray("MM\0*", 4));
+    struct Case {
+        const char* name;
+        std::vector<Answer> answers; // page 11's answers by attempt; then the page itself
+        const char* status;          // the last status; "" when delivered
+    } cases[] = {
+        {"eight HTML answers, then the page", std::vector<Answer>(8, html), ""},
+        {"nine HTML answers", std::vector<Answer>(9, html),
+         "US5123456 Certificate of correction Error in download"},
+        {"big-endian, empty and short answers, then the page",
+         {Answer::bytes(bigEndian.toStdString()), Answer::bytes(""),
+          Answer::bytes("II*" + std::string(100, 'x'))},
+         ""},
+        // The web layer may resend a request on a dropped connection, so the server can see
+        // more requests than the retriever makes attempts.
+        {"dropped connections only", std::vector<Answer>(99, Answer::drop()),
+         "US5123456 Error in download"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        attempts.clear();
+        host.statusHistory.clear();
+        serve(viewer_page("11-"), [&](int page, int attempt) {
+            return size_t(attempt) <= c.answers.size() ? c.answers[size_t(attempt) - 1]
+                                                       : Answer::bytes(tiff(page), "image/tiff");
+        });
+        const QString result = uspto_cartificate(ctx, "US5123456", 10);
+        const QString lastRetry =
+            QString(" out of 11 pages (Retry: %1)").arg(std::min<size_t>(c.answers.size(), 8));
+        EXPECT_EQ(host.statusHistory.filter(lastRetry).size(), 1);
+        if (*c.status) {
+            EXPECT_EQ(result, "");
+            EXPECT_EQ(host.status(), c.status);
+            EXPECT_GE(attempts[11], 9);
+        } else {
+            EXPECT_EQ(attempts[11], int(c.answers.size()) + 1);
+            EXPECT_EQ(pdfnumpages(result), "1 Pages");
+            QFile::remove(result);
+        }
+        EXPECT_EQ(files(tempdir), QStringList());
+    }
+}

@@ -1,0 +1,95 @@
+#pragma once
+
+// Folders, settings and loopback servers for the USPTO retriever tests, and the documents
+// and page images they serve.
+
+#include "foundation/general.h"
+#include "foundation/host.h"
+#include "foundation/run_context.h"
+#include "loopback_server.h"
+#include "pdf/pdf_library.h"
+#include "pdf/tiff_writer.h"
+#include "settings_fixture.h"
+#include "test_env.h"
+#include "uspto_samples.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <map>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+struct QuietShell : Shell {
+    bool open(const QString&) override { return true; }
+    bool print(const QString&) override { return true; }
+    bool startDetached(const QString&, const QStringList&) override { return true; }
+};
+
+class UsptoTest : public ::testing::Test {
+public:
+    // A page image as the viewer serves it, made once per kind.
+    static QByteArray page_tiff(int mark, bool certificate = false) {
+        static std::map<std::pair<int, bool>, QByteArray> made;
+        QByteArray& t = made[{mark, certificate}];
+        if (t.isEmpty())
+            t = uspto_sample_tiff(mark, certificate);
+        return t;
+    }
+
+protected:
+    void SetUp() override {
+        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+        root = test_root() + "/" + QString::fromLatin1(info->name()).replace('/', '_');
+        QDir(root).removeRecursively();
+        pdfdir = root + "/pdf/";
+        tempdir = root + "/tmp/";
+        QDir().mkpath(root);
+        set_settings({{"PDFDIR", pdfdir}, {"TEMPDIR", tempdir}, {"PROXYUSERID", ""}});
+        reset_lib();
+        point_roles({"UsptoPdfPatentHost", "UsptoPdfApplicationHost", "UsptoPatentTextHost",
+                     "UsptoApplicationTextHost", "UsptoPatentViewerHost1", "UsptoPatentViewerHost2",
+                     "UsptoPatentViewerHost3", "UsptoApplicationViewerHost1",
+                     "UsptoApplicationViewerHost2", "CompanyWebHost", "CompanyMirrorHost",
+                     "CompanyLookupHost"},
+                    server.host());
+    }
+    void TearDown() override { reset_lib(); }
+
+    static QString lib() { return application_folder() + "uspto.lib"; }
+    static void reset_lib() {
+        QFile::remove(lib());
+        QDir(lib()).removeRecursively();
+    }
+    static QByteArray program(const char* name) { return read_file(QString("/usr/bin/") + name); }
+
+    // A document of n pages through the built-in writer and the page-copying library.
+    QByteArray document(int pages) {
+        const QString out = root + "/document.pdf";
+        const int32_t h = PDocNew(0, 0, out);
+        for (int n = 1; n <= pages; ++n) {
+            write_file(root + "/page.tif", page_tiff(n));
+            tif_to_pdf(host, root + "/page.pdf", root + "/page.tif");
+            PDocMerge(h, root + "/page.pdf", 1, 1);
+        }
+        PDocRelease(h);
+        return read_file(out);
+    }
+    // Files below a folder, by name.
+    static QStringList files(const QString& folder) {
+        return QDir(folder).entryList(QDir::Files, QDir::Name);
+    }
+    int requests_for(const std::string& path) const {
+        int n = 0;
+        for (const auto& r : server.requests())
+            n += r.path == path;
+        return n;
+    }
+
+    QString root, pdfdir, tempdir;
+    LoopbackServer server;
+    HeadlessHost host;
+    QuietShell shell;
+    RunContext ctx{host, shell};
+};
