@@ -1,8 +1,8 @@
 #include "foundation/run_context.h"
 #include "offices/not_built.h"
+#include "offices/uspto.h"
 #include "retrieval/company.h"
 #include "retrieval/get_patent.h"
-#include "offices/uspto.h"
 
 void install_default_retrievers(Retrievers& r) {
     r.get_patent = get_patent;
