@@ -1,0 +1,241 @@
+#include "foundation/general.h"
+#include "loopback_server.h"
+#include "retrieval/pages.h"
+#include "retrieval_fixture.h"
+#include "settings_fixture.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <ctime>
+#include <map>
+#include <set>
+
+namespace {
+
+using Answer = LoopbackServer::Answer;
+
+// A page server: "/page?PG=n" answers page n of a document of `pages` pages, each labelled
+// "P<n>"; pages beyond it are an error page. failures[n] tries of page n fail first.
+class PageServer {
+public:
+    enum class Fault { Html, Empty, Dropped, CutOff };
+
+    explicit PageServer(int pages) {
+        for (int n = 1; n <= pages; ++n)
+            pages_[n] = onePagePdf(QStringLiteral("P%1").arg(n)).toStdString();
+        server.on("/page", [this](const LoopbackServer::Request& r) {
+            const int n = std::stoi(r.query.count("PG") ? r.query.at("PG") : "0");
+            std::lock_guard<std::mutex> lock(mutex_);
+            order.push_back(n);
+            auto page = pages_.find(n);
+            if (page == pages_.end())
+                return Answer::text("<HTML><BODY>No such page</BODY></HTML>");
+            if (failures[n] > 0) {
+                --failures[n];
+                switch (fault) {
+                case Fault::Html:
+                    return Answer::text("<HTML><BODY>Server busy</BODY></HTML>");
+                case Fault::Empty:
+                    return Answer::bytes("");
+                case Fault::Dropped:
+                    return Answer::drop();
+                case Fault::CutOff:
+                    return Answer::bytes(page->second.substr(0, page->second.size() / 2));
+                }
+            }
+            Answer a = Answer::bytes(page->second);
+            a.delayMs = delayMs;
+            return a;
+        });
+    }
+    QString base() const { return server.url("/page?ID=X&PG="); }
+    std::vector<int> requested() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return order;
+    }
+
+    LoopbackServer server;
+    std::map<int, int> failures;
+    Fault fault = Fault::Html;
+    int delayMs = 0;
+
+private:
+    std::mutex mutex_;
+    std::map<int, std::string> pages_;
+    std::vector<int> order;
+};
+
+using Loop = void (*)(RunContext&, int&, const QString&, int, const QString&, const QString&,
+                      const QString&);
+
+class PageLoops : public RetrievalTest {
+protected:
+    QString out() const { return pdf + QStringLiteral("EP1.pdf"); }
+    QString prefix() const { return tmp + QStringLiteral("job42_"); }
+    void run(Loop loop, PageServer& s, int count) {
+        QDir().mkpath(pdf);
+        QDir().mkpath(tmp);
+        loop(ctx, count, s.base(), 10, prefix(), out(), QStringLiteral("EP1"));
+        closeConnections();
+    }
+    static QStringList labels(int n) {
+        QStringList l;
+        for (int i = 1; i <= n; ++i)
+            l << QStringLiteral("P%1 1").arg(i);
+        return l;
+    }
+};
+
+TEST_F(PageLoops, ParallelBatchesAreStrictAndTheDocumentArrivesInOrder) {
+    PageServer s(23);
+    run(pages_parallel, s, 23);
+
+    EXPECT_EQ(pageLabels(out()), labels(23));
+    const std::vector<int> order = s.requested();
+    ASSERT_EQ(order.size(), 23u);
+    // Batches start at pages 1, 11 and 21, and a batch starts only when the last is done.
+    EXPECT_EQ(std::set<int>(order.begin(), order.begin() + 10),
+              std::set<int>({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+    EXPECT_EQ(std::set<int>(order.begin() + 10, order.begin() + 20),
+              std::set<int>({11, 12, 13, 14, 15, 16, 17, 18, 19, 20}));
+    EXPECT_EQ(std::set<int>(order.begin() + 20, order.end()), std::set<int>({21, 22, 23}));
+    EXPECT_EQ(host.status(), QStringLiteral("Downloading EP1 page 23 out of 23 pages  100% "));
+    EXPECT_TRUE(host.statusHistory.contains(
+        QStringLiteral("Downloading EP1 page 5 out of 23 pages  21% ")));
+    EXPECT_TRUE(tempFiles().isEmpty()) << tempFiles().join(' ').toStdString();
+    for (int slot = 1; slot <= 10; ++slot)
+        EXPECT_FALSE(ctx.Inet2Loaded(slot)) << slot;
+    for (const auto& t : s.server.targets())
+        EXPECT_NE(t.find("&PROXY="), std::string::npos) << t;
+}
+
+TEST_F(PageLoops, SerialLoopMakesTheSameFile) {
+    PageServer s(12);
+    run(pages_parallel, s, 12);
+    const QByteArray parallel = read_file(out());
+    ASSERT_FALSE(parallel.isEmpty());
+    QFile::remove(out());
+    run(pages_serial, s, 12);
+    EXPECT_EQ(read_file(out()), parallel);
+    EXPECT_EQ(host.status(), QStringLiteral("Downloading EP1 page 12 out of 12 pages  "));
+    EXPECT_TRUE(tempFiles().isEmpty());
+}
+
+// A page is tried ten times: nine bad answers of any kind still deliver it, ten throw the
+// whole document away, with the job files and an output file of an earlier attempt.
+TEST_F(PageLoops, TenTriesPerPageWholeOrNothing) {
+    struct Case {
+        const char* name;
+        PageServer::Fault fault;
+    } faults[] = {{"html", PageServer::Fault::Html},
+                  {"empty", PageServer::Fault::Empty},
+                  {"cut off", PageServer::Fault::CutOff}};
+    const std::pair<const char*, Loop> loops[] = {{"parallel", pages_parallel},
+                                                  {"serial", pages_serial}};
+    for (const auto& [loopName, loop] : loops) {
+        for (const Case& c : faults) {
+            for (int failures : {9, 10}) {
+                SCOPED_TRACE(std::string(loopName) + " " + c.name + " " + std::to_string(failures));
+                PageServer s(3);
+                s.fault = c.fault;
+                s.failures[2] = failures;
+                QDir().mkpath(pdf);
+                write_file(out(), "an earlier attempt");
+                host.statusHistory.clear();
+                run(loop, s, 3);
+                if (failures == 9) {
+                    EXPECT_EQ(pageLabels(out()), labels(3));
+                    EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("EP1 Page:2 retry 9")));
+                } else {
+                    EXPECT_FALSE(QFile::exists(out()));
+                    EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("EP1 Page:2 failed")));
+                }
+                EXPECT_TRUE(tempFiles().isEmpty()) << tempFiles().join(' ').toStdString();
+                const auto order = s.requested();
+                EXPECT_EQ(std::count(order.begin(), order.end(), 2), 10);
+                QFile::remove(out());
+            }
+        }
+    }
+}
+
+// A connection closed before the page came counts as a failed try. (The network layer may
+// resend a dropped request once by itself, so tries are counted in the status texts.)
+TEST_F(PageLoops, ClosedConnectionsAreFailedTries) {
+    const std::pair<const char*, Loop> loops[] = {{"parallel", pages_parallel},
+                                                  {"serial", pages_serial}};
+    for (const auto& [loopName, loop] : loops) {
+        for (int failures : {3, 1000}) {
+            SCOPED_TRACE(std::string(loopName) + " " + std::to_string(failures));
+            PageServer s(3);
+            s.fault = PageServer::Fault::Dropped;
+            s.failures[3] = failures;
+            host.statusHistory.clear();
+            run(loop, s, 3);
+            EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("EP1 Page:3 retry 1")));
+            EXPECT_EQ(QFile::exists(out()), failures < 10);
+            EXPECT_EQ(host.statusHistory.contains(QStringLiteral("EP1 Page:3 failed")),
+                      failures >= 10);
+            EXPECT_TRUE(tempFiles().isEmpty());
+            QFile::remove(out());
+        }
+    }
+}
+
+TEST_F(PageLoops, AbsurdPageCountsEndQuicklyWithNothing) {
+    for (int count : {0, -1, 1000000000}) {
+        SCOPED_TRACE(count);
+        PageServer s(3);
+        QElapsedTimer t;
+        t.start();
+        run(pages_parallel, s, count);
+        run(pages_serial, s, count);
+        EXPECT_LT(t.elapsed(), 20000);
+        EXPECT_FALSE(QFile::exists(out()));
+        EXPECT_TRUE(tempFiles().isEmpty());
+        // The first batch that can't be had ends it: pages 4 to 10 in parallel, 4 in serial.
+        EXPECT_LE(s.requested().size(), count > 0 ? size_t(3 + 7 * 10 + 3 + 10) : 0u);
+    }
+}
+
+TEST_F(PageLoops, WaitingForSlowPagesSleeps) {
+    PageServer s(10);
+    s.delayMs = 1500;
+    timespec cpu0{}, cpu1{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu0);
+    QElapsedTimer wall;
+    wall.start();
+    run(pages_parallel, s, 10);
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu1);
+    const double cpu =
+        double(cpu1.tv_sec - cpu0.tv_sec) + double(cpu1.tv_nsec - cpu0.tv_nsec) / 1e9;
+    const double seconds = double(wall.elapsed()) / 1000.0;
+    EXPECT_EQ(pageLabels(out()).size(), 10);
+    EXPECT_GE(seconds, 1.4);
+    EXPECT_LT(seconds, 5.0) << "the ten requests did not run side by side";
+    EXPECT_LT(cpu / seconds, 0.05) << cpu << " s of processor time in " << seconds << " s";
+}
+
+TEST_F(PageLoops, ParPageDesktopChoosesTheLoopByItsFirstCharacter) {
+    const std::pair<const char*, bool> cases[] = {
+        {"1", true}, {"10", true}, {" 1 ", true}, {"0", false}, {"", false}};
+    for (const auto& [value, parallel] : cases) {
+        SCOPED_TRACE(value);
+        set_settings({{QStringLiteral("PARPAGEDESKTOP"), QString::fromLatin1(value)}});
+        PageServer s(2);
+        QDir().mkpath(pdf);
+        QDir().mkpath(tmp);
+        int count = 2;
+        pages_download(ctx, count, s.base(), prefix(), out(), QStringLiteral("EP1"));
+        closeConnections();
+        EXPECT_EQ(pageLabels(out()).size(), 2);
+        EXPECT_EQ(host.status(),
+                  parallel ? QStringLiteral("Downloading EP1 page 2 out of 2 pages  100% ")
+                           : QStringLiteral("Downloading EP1 page 2 out of 2 pages  "));
+        QFile::remove(out());
+    }
+}
+
+} // namespace

@@ -1,0 +1,134 @@
+#define POINTERHOLDER_TRANSITION 4
+
+#include "retrieval_fixture.h"
+
+#include "foundation/general.h"
+#include "foundation/registry.h"
+#include "loopback_server.h"
+#include "retrieval/get_patent.h"
+#include "settings_fixture.h"
+
+#include <qpdf/Buffer.hh>
+#include <qpdf/Pl_Buffer.hh>
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QRegularExpression>
+
+void RetrievalTest::SetUp() {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    QString name = QString::fromLatin1(info->test_suite_name()) + QLatin1Char('.') +
+                   QString::fromLatin1(info->name());
+    name.replace(QLatin1Char('/'), QLatin1Char('_'));
+    root = test_root() + QStringLiteral("/ret/") + name;
+    QDir(root).removeRecursively();
+    pdf = root + QStringLiteral("/pdf/");
+    tmp = root + QStringLiteral("/tmp/");
+    samples = root + QStringLiteral("/samples");
+    QDir().mkpath(root);
+    // Every test starts from settings of its own.
+    QFile::remove(registryFile(settings_key));
+    set_settings({{QStringLiteral("PDFDIR"), pdf}, {QStringLiteral("TEMPDIR"), tmp}});
+    qputenv("BRIGHTQUILL_CA_FILE", LoopbackServer::ca_file().toLocal8Bit());
+    availability_check_enabled() = false;
+}
+
+void RetrievalTest::TearDown() {
+    availability_check_enabled() = false;
+    closeConnections();
+}
+
+void RetrievalTest::closeConnections() {
+    // Unloaded page slots are deleted by the event loop; their connections close with them.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    ctx.Inet1.manager()->clearConnectionCache();
+    ctx.Inet3.manager()->clearConnectionCache();
+    for (int i = 0; i < PageLoopState::kSlots; ++i)
+        if (ctx.Inet2Loaded(i))
+            ctx.Inet2(i).manager()->clearConnectionCache();
+}
+
+void RetrievalTest::startSimulator(Simulator::Options options) {
+    options.tlsCertificate = BQ_SOURCE_DIR "/tests/support/tls/server.pem";
+    options.tlsKey = BQ_SOURCE_DIR "/tests/support/tls/server.key";
+    sim = std::make_unique<Simulator>(samples, options);
+    add_all_roles(*sim);
+    sim->set_observer([this](const QString&, const std::string& target) {
+        static const std::pair<const char*, const char*> scripts[] = {
+            {"/lookup/cache.asp", "cache"},
+            {"/bnsinfo.asp", "bnsinfo"},
+            {"/ps.asp", "ps"},
+            {"/frbdoc.asp", "frbdoc"},
+            {"/lookup/wipop2.asp", "wipop2"}};
+        for (const auto& [path, event] : scripts)
+            if (target.rfind(path, 0) == 0)
+                note(QString::fromLatin1(event));
+    });
+    sim->start();
+    sim->write_host_roles(settings_key);
+}
+
+void RetrievalTest::note(const QString& event) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    events_ << event;
+}
+
+QStringList RetrievalTest::events() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return events_;
+}
+
+QStringList RetrievalTest::logRecords() const {
+    QStringList records;
+    const QString text = QString::fromUtf8(read_file(pdf + QStringLiteral("bnslog.csv")));
+    static const QRegularExpression re(
+        QStringLiteral("^\"[^\"]*\",\"([^\"]*)\",\"([^\"]*)\",\"([^\"]*)\"$"));
+    const QStringList lines = text.split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+    for (int i = 1; i < lines.size(); ++i) {
+        const QRegularExpressionMatch m = re.match(lines.at(i));
+        records << (m.hasMatch() ? m.captured(1) + QLatin1Char('|') + m.captured(2) +
+                                       QLatin1Char('|') + m.captured(3)
+                                 : QStringLiteral("?") + lines.at(i));
+    }
+    return records;
+}
+
+QStringList RetrievalTest::tempFiles() const {
+    return QDir(tmp).entryList(QDir::Files);
+}
+
+QByteArray onePagePdf(const QString& label, int bytes) {
+    const QString file = test_root() + QStringLiteral("/page-") + QString::number(qHash(label)) +
+                         QStringLiteral(".pdf");
+    make_sample_pdf(file, label, 1, bytes);
+    const QByteArray data = read_file(file);
+    QFile::remove(file);
+    return data;
+}
+
+QStringList pageLabels(const QString& file) {
+    QStringList labels;
+    try {
+        QPDF q;
+        q.processFile(QFile::encodeName(file).constData());
+        static const QRegularExpression title(
+            QStringLiteral("\\(([^)]*)\\) Tj ET\\s*BT /F1 14 Tf 72 730 Td \\(Page (\\d+) of"));
+        for (QPDFPageObjectHelper& page : QPDFPageDocumentHelper(q).getAllPages()) {
+            Pl_Buffer buffer("contents");
+            page.pipeContents(&buffer);
+            std::unique_ptr<Buffer> b(buffer.getBuffer());
+            const QString text = QString::fromLatin1(reinterpret_cast<const char*>(b->getBuffer()),
+                                                     qsizetype(b->getSize()));
+            const QRegularExpressionMatch m = title.match(text);
+            labels << (m.hasMatch() ? m.captured(1) + QLatin1Char(' ') + m.captured(2)
+                                    : QStringLiteral("?"));
+        }
+    } catch (...) {
+        labels.clear();
+    }
+    return labels;
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+// What the retrieval tests share: a host that reports its status texts, a shell that only
+// records, a fresh PDF and temp folder and settings per test, the office simulator in
+// process, and readers for the log and for the pages of a PDF.
+
+#include "foundation/host.h"
+#include "foundation/run_context.h"
+#include "simulator.h"
+#include "test_env.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+struct RecordingShell : Shell {
+    bool open(const QString&) override { return true; }
+    bool print(const QString&) override { return true; }
+    bool startDetached(const QString&, const QStringList&) override { return true; }
+};
+
+class EventHost : public HeadlessHost {
+public:
+    std::function<void(const QString&)> onStatus;
+    void setStatus(const QString& text) override {
+        HeadlessHost::setStatus(text);
+        if (onStatus)
+            onStatus(text);
+    }
+};
+
+class RetrievalTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // The simulator with every role of this build, its hosts in the settings. Requests to
+    // the lookup scripts become events: "cache", "bnsinfo", "ps", "frbdoc", "wipop2".
+    void startSimulator(Simulator::Options options = {});
+
+    // Events in the order they happened; safe from the serving threads.
+    void note(const QString& event);
+    QStringList events();
+
+    // The records of bnslog.csv as "number|reference|result".
+    QStringList logRecords() const;
+    // Closes the connections that the web controls keep open, so that a server of the
+    // test can stop at once.
+    void closeConnections();
+    // Names of the files in the temp folder.
+    QStringList tempFiles() const;
+
+    QString root;    // this test's own folder
+    QString pdf;     // PDFDIR, with "/"
+    QString tmp;     // TEMPDIR, with "/"
+    QString samples; // the simulator's samples
+    // Declared before the context, so that the context's connections are closed first.
+    std::unique_ptr<Simulator> sim;
+    EventHost host;
+    RecordingShell shell;
+    RunContext ctx{host, shell};
+
+private:
+    std::mutex mutex_;
+    QStringList events_;
+};
+
+// A one-page PDF whose page shows label, of about bytes bytes.
+QByteArray onePagePdf(const QString& label, int bytes = 2000);
+
+// The pages of a PDF as their sample labels: "TITLE p" per page, in file order, read with
+// qpdf; empty when qpdf can't read the file.
+QStringList pageLabels(const QString& file);
