@@ -3,6 +3,7 @@
 #include "foundation/run_context.h"
 #include "foundation/web.h"
 #include "settings_fixture.h"
+#include "recording_shell.h"
 #include "test_env.h"
 
 #include <QDir>
@@ -11,12 +12,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-struct NullShell : Shell {
-    bool open(const QString&) override { return true; }
-    bool print(const QString&) override { return true; }
-    bool startDetached(const QString&, const QStringList&) override { return true; }
-};
 
 class Preambles : public ::testing::Test {
 protected:
@@ -27,7 +22,7 @@ protected:
     }
     QString pdf, tmp;
     HeadlessHost host;
-    NullShell shell;
+    RecordingShell shell;
     RunContext ctx{host, shell};
 };
 

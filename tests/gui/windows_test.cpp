@@ -5,6 +5,7 @@
 #include "gui/settings_window.h"
 #include "order/report_log.h"
 #include "settings_fixture.h"
+#include "recording_shell.h"
 #include "test_env.h"
 
 #include <QAbstractButton>
@@ -25,22 +26,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-struct RecordingShell : Shell {
-    QStringList opened, printed, started;
-    bool open(const QString& t) override {
-        opened << t;
-        return true;
-    }
-    bool print(const QString& f) override {
-        printed << f;
-        return true;
-    }
-    bool startDetached(const QString& p, const QStringList& a) override {
-        started << p + " " + a.join("|");
-        return true;
-    }
-};
 
 template <typename T> T* child(QWidget* w, const char* name) {
     T* c = w->findChild<T*>(QString::fromLatin1(name));
@@ -164,7 +149,7 @@ TEST_F(Windows, CancelStartsTheProgramAgainWithTheList) {
     form->setText2("Case 7");
     form->setOrderRunning(true);
     child<QPushButton>(form.get(), "cancel")->click();
-    EXPECT_EQ(shell.started, QStringList({"/opt/bq/brightquill EP1,WO2"}));
+    EXPECT_EQ(shell.started, QStringList({"/opt/bq/brightquill [EP1,WO2]"}));
     EXPECT_EQ(endedWith, 0);
 }
 

@@ -5,6 +5,7 @@
 #include "order/order_run.h"
 #include "order/report_log.h"
 #include "settings_fixture.h"
+#include "recording_shell.h"
 #include "test_env.h"
 
 #include <QDir>
@@ -13,16 +14,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-struct RecordingShell : Shell {
-    QStringList started;
-    bool open(const QString&) override { return true; }
-    bool print(const QString&) override { return true; }
-    bool startDetached(const QString& p, const QStringList& a) override {
-        started << p + " [" + a.join("|") + "]";
-        return true;
-    }
-};
 
 class OrderRun : public ::testing::Test {
 protected:

@@ -4,6 +4,7 @@
 #include "foundation/run_context.h"
 #include "order/report_log.h"
 #include "settings_fixture.h"
+#include "recording_shell.h"
 #include "test_env.h"
 
 #include <QDir>
@@ -12,19 +13,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-struct RecordingShell : Shell {
-    QStringList opened, printed;
-    bool open(const QString& t) override {
-        opened << t;
-        return true;
-    }
-    bool print(const QString& f) override {
-        printed << f;
-        return true;
-    }
-    bool startDetached(const QString&, const QStringList&) override { return true; }
-};
 
 class WriteLog : public ::testing::Test {
 protected:

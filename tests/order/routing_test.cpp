@@ -1,6 +1,7 @@
 #include "foundation/host.h"
 #include "foundation/run_context.h"
 #include "order/routing.h"
+#include "recording_shell.h"
 #include "test_env.h"
 
 #include <QElapsedTimer>
@@ -118,15 +119,9 @@ struct Recorder {
     }
 };
 
-struct NullShell : Shell {
-    bool open(const QString&) override { return true; }
-    bool print(const QString&) override { return true; }
-    bool startDetached(const QString&, const QStringList&) override { return true; }
-};
-
 TEST(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
     HeadlessHost host;
-    NullShell shell;
+    RecordingShell shell;
     RunContext ctx(host, shell);
     Recorder rec;
     rec.install(ctx.retrievers);
@@ -141,7 +136,7 @@ TEST(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
 
 TEST(Dispatch, DepatisBoxIsReadForEachLineAndCancelStopsTheWalk) {
     HeadlessHost host;
-    NullShell shell;
+    RecordingShell shell;
     RunContext ctx(host, shell);
     Recorder rec;
     rec.install(ctx.retrievers);
@@ -181,7 +176,7 @@ TEST(Dispatch, JunkListsAreWalkedWithoutTrouble) {
         junk += QStringLiteral("\r\n");
     }
     HeadlessHost host;
-    NullShell shell;
+    RecordingShell shell;
     RunContext ctx(host, shell);
     int calls = 0;
     auto count = [&](RunContext&, QString&, const QString&) { ++calls; };
