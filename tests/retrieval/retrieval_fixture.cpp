@@ -87,7 +87,10 @@ QStringList RetrievalTest::logRecords() const {
     const QString text = QString::fromUtf8(read_file(pdf + QStringLiteral("bnslog.csv")));
     static const QRegularExpression re(
         QStringLiteral("^\"[^\"]*\",\"([^\"]*)\",\"([^\"]*)\",\"([^\"]*)\"$"));
-    const QStringList lines = text.split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+    // Each record takes the place of the LF that ended the one before it.
+    QString joined = text;
+    joined.remove(QLatin1Char('\n'));
+    const QStringList lines = joined.split(QLatin1Char('\r'), Qt::SkipEmptyParts);
     for (int i = 1; i < lines.size(); ++i) {
         const QRegularExpressionMatch m = re.match(lines.at(i));
         records << (m.hasMatch() ? m.captured(1) + QLatin1Char('|') + m.captured(2) +
