@@ -20,6 +20,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace bq::pdf {
 
@@ -138,7 +139,7 @@ bool OutputDocument::hasTextHazard(const char* data, size_t size) {
 // buffer first, so a failure half-way leaves the document untouched.
 class PageCopier {
 public:
-    PageCopier(OutputDocument& doc, QPDF& source) : doc_(doc), source_(source) {}
+    PageCopier(const OutputDocument& doc, QPDF& source) : doc_(doc), source_(source) {}
 
     bool copy(int32_t first, int32_t last) {
         const std::vector<QPDFObjectHandle>& all = source_.getAllPages();
@@ -172,34 +173,30 @@ public:
             writeObject(handle, number);
         }
         collectGroups();
-
-        doc_.body_.append(chunk_);
-        const int64_t base = doc_.body_.size() - chunk_.size();
-        for (int64_t offset : offsets_)
-            doc_.offsets_.push_back(base + offset);
-        doc_.pages_.insert(doc_.pages_.end(), pageNumbers.begin(), pageNumbers.end());
-        for (const auto& [number, off] : ocgs_) {
-            doc_.ocgs_.push_back(number);
-            if (off)
-                doc_.ocgsOff_.push_back(number);
-        }
-        const std::string version = source_.getPDFVersion();
-        if (isVersion(version) && QByteArray::fromStdString(version) > doc_.version_)
-            doc_.version_ = QByteArray::fromStdString(version);
+        pages_ = std::move(pageNumbers);
         return true;
     }
 
+    // What one call produced: the objects' text, where each object starts in it, the page
+    // numbers, the optional content groups (with their default state) and the version.
+    QByteArray chunk_;
+    std::vector<int64_t> offsets_;
+    std::vector<int> pages_;
+    std::vector<std::pair<int, bool>> ocgs_;
+
+    QByteArray version() const {
+        const std::string v = source_.getPDFVersion();
+        return isVersion(v) ? QByteArray::fromStdString(v) : QByteArray();
+    }
+
 private:
-    OutputDocument& doc_;
+    const OutputDocument& doc_;
     QPDF& source_;
     std::set<QPDFObjGen> sourcePages_;
     std::map<QPDFObjGen, int> numbers_;
     std::set<QPDFObjGen> pagesCopied_;
     std::deque<std::pair<QPDFObjectHandle, int>> queue_;
     QPDFObjGen root_;
-    QByteArray chunk_;
-    std::vector<int64_t> offsets_;           // chunk offset of each new object
-    std::vector<std::pair<int, bool>> ocgs_; // number, off by default
 
     // A page whose content cannot be decoded is damaged beyond copying: the source is refused
     // rather than passed on broken.
@@ -519,21 +516,75 @@ private:
     }
 };
 
+OutputDocument::OutputDocument(QString target)
+    : target_(std::move(target)), partPath_(target_ + QStringLiteral(".part")) {}
+
+OutputDocument::~OutputDocument() {
+    if (part_) {
+        part_->close();
+        QFile::remove(partPath_);
+    }
+}
+
+QByteArray OutputDocument::header() const {
+    return "%PDF-" + version_ + "\r\n%\xE2\xE3\xCF\xD3\r\n";
+}
+
+// The copied objects go to a file beside the target as they are made, so that memory holds
+// one source at a time. Where that file cannot be made they are kept in memory.
+bool OutputDocument::store(const QByteArray& chunk) {
+    if (!part_ && !inMemory_) {
+        part_ = std::make_unique<QFile>(partPath_);
+        if (!part_->open(QIODevice::ReadWrite | QIODevice::Truncate) ||
+            part_->write(header()) != kHeaderSize) {
+            part_.reset();
+            QFile::remove(partPath_);
+            inMemory_ = true;
+        }
+    }
+    if (inMemory_) {
+        memoryBody_.append(chunk);
+    } else if (part_->write(chunk) != chunk.size()) {
+        // Take back what went out, so the file stays as it was before this call.
+        part_->resize(kHeaderSize + bodySize_);
+        part_->seek(kHeaderSize + bodySize_);
+        return false;
+    }
+    bodySize_ += chunk.size();
+    return true;
+}
+
 bool OutputDocument::appendPages(const QByteArray& source, int32_t first, int32_t last) noexcept {
     try {
         QPDF pdf;
         pdf.setSuppressWarnings(true);
         pdf.processMemoryFile("source", source.constData(), static_cast<size_t>(source.size()));
         PageCopier copier(*this, pdf);
-        return copier.copy(first, last);
+        if (!copier.copy(first, last))
+            return false;
+        const int64_t base = bodySize_;
+        if (!store(copier.chunk_))
+            return false;
+        for (int64_t offset : copier.offsets_)
+            offsets_.push_back(base + offset);
+        pages_.insert(pages_.end(), copier.pages_.begin(), copier.pages_.end());
+        for (const auto& [number, off] : copier.ocgs_) {
+            ocgs_.push_back(number);
+            if (off)
+                ocgsOff_.push_back(number);
+        }
+        const QByteArray version = copier.version();
+        if (version > version_)
+            version_ = version;
+        return true;
     } catch (...) {
         return false;
     }
 }
 
-QByteArray OutputDocument::tail(int64_t bodyStart) const {
+QByteArray OutputDocument::tail() const {
     QByteArray out;
-    const int64_t catalogOffset = bodyStart + body_.size();
+    const int64_t catalogOffset = kHeaderSize + bodySize_;
     out.append("1 0 obj\r\n<<\r\n/Type /Catalog\r\n/Pages 2 0 R\r\n");
     if (!ocgs_.empty()) {
         auto list = [](const std::vector<int>& numbers) {
@@ -574,40 +625,34 @@ QByteArray OutputDocument::tail(int64_t bodyStart) const {
     entry(catalogOffset);
     entry(pagesOffset);
     for (int64_t offset : offsets_)
-        entry(bodyStart + offset);
+        entry(kHeaderSize + offset);
     out.append("trailer\r\n<<\r\n/Size ").append(QByteArray::number(size));
     out.append("\r\n/Root 1 0 R\r\n>>\r\nstartxref\r\n");
     out.append(QByteArray::number(static_cast<qlonglong>(xrefOffset))).append("\r\n%%EOF\r\n");
     return out;
 }
 
-QByteArray OutputDocument::bytes() const {
-    QByteArray out = "%PDF-" + version_ + "\r\n%\xE2\xE3\xCF\xD3\r\n";
-    out.append(body_);
-    out.append(tail(kHeaderSize));
-    return out;
-}
-
-bool OutputDocument::writeTo(const QString& target) const noexcept {
+bool OutputDocument::finish() noexcept {
     try {
         if (pages_.empty())
             return false;
-        const QString temp = target + QStringLiteral(".part");
-        QFile file(temp);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            return false;
-        const QByteArray header = "%PDF-" + version_ + "\r\n%\xE2\xE3\xCF\xD3\r\n";
-        const QByteArray rest = tail(kHeaderSize);
-        bool ok = file.write(header) == header.size() && file.write(body_) == body_.size() &&
-                  file.write(rest) == rest.size();
-        file.close();
-        ok = ok && file.error() == QFileDevice::NoError;
-        if (ok) {
-            QFile::remove(target);
-            ok = QFile::rename(temp, target);
+        const QByteArray rest = tail();
+        const QByteArray target = QFile::encodeName(target_);
+        if (inMemory_) {
+            QFile file(target_);
+            return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+                   file.write(header()) == kHeaderSize && file.write(memoryBody_) == bodySize_ &&
+                   file.write(rest) == rest.size();
         }
+        // The header is written again now that the highest version is known.
+        bool ok = part_->seek(0) && part_->write(header()) == kHeaderSize &&
+                  part_->seek(kHeaderSize + bodySize_) && part_->write(rest) == rest.size();
+        part_->close();
+        ok = ok && part_->error() == QFileDevice::NoError;
+        part_.reset();
+        ok = ok && std::rename(QFile::encodeName(partPath_).constData(), target.constData()) == 0;
         if (!ok)
-            QFile::remove(temp);
+            QFile::remove(partPath_);
         return ok;
     } catch (...) {
         return false;

@@ -1,21 +1,28 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace bq::pdf {
 
 // The output side of the page-copying library: pages copied out of source PDFs (read through
-// qpdf) are serialised at once into a byte buffer in the layout that the page count and the
-// bookmark rewrite rely on, so a source is no longer needed once appendPages has returned.
+// qpdf) are serialised at once, in the layout that the page count and the bookmark rewrite
+// rely on, so a source is no longer needed once appendPages has returned.
 //
 // Numbering: object 1 is the catalog and object 2 the page tree root, both written by
-// writeTo; copied objects are numbered from 3 in the order in which they are written.
+// finish; copied objects are numbered from 3 in the order in which they are written.
 class OutputDocument {
 public:
+    explicit OutputDocument(QString target);
+    ~OutputDocument();
+    OutputDocument(const OutputDocument&) = delete;
+    OutputDocument& operator=(const OutputDocument&) = delete;
+
     // Appends pages first..last (1-based; last -1 or past the end: through the last page) of
     // the PDF held in source. True when at least one page was copied. On false the document
     // is exactly as it was before. Never throws.
@@ -23,12 +30,9 @@ public:
 
     int pageCount() const { return static_cast<int>(pages_.size()); }
 
-    // Writes the finished file to target (through a temporary file that is renamed last).
-    // A document without pages writes nothing. False when the file could not be written.
-    bool writeTo(const QString& target) const noexcept;
-
-    // The whole file as writeTo would store it.
-    QByteArray bytes() const;
+    // Stores the finished file at the target. A document without pages stores nothing. False
+    // when nothing was stored.
+    bool finish() noexcept;
 
     // Bytes that, anywhere in the file before its cross-reference table, would mislead the
     // text-level readers of the file (the first "xref" ends the object part; "\r\nN 0 obj"
@@ -39,15 +43,22 @@ public:
 private:
     friend class PageCopier;
 
-    QByteArray body_;              // the copied objects, in writing order
+    QString target_;
+    QString partPath_;             // target + ".part": the file as it grows
+    std::unique_ptr<QFile> part_;  // open while pages are added
+    bool inMemory_ = false;        // the part file could not be made
+    QByteArray memoryBody_;        // the objects, when kept in memory
+    int64_t bodySize_ = 0;         // bytes of objects stored so far
     std::vector<int64_t> offsets_; // body offset of object 3 + i
     std::vector<int> pages_;       // object numbers of the pages, in order
-    std::vector<int> ocgs_;        // optional content groups referenced by copied pages
-    std::vector<int> ocgsOff_;     // those of them that are off in their source's default view
+    std::vector<int> ocgs_;        // optional content groups used by copied pages
+    std::vector<int> ocgsOff_;     // those of them that their source's default view hides
     QByteArray version_ = "1.4";   // highest source version seen, "d.d"
 
     int nextNumber() const { return 3 + static_cast<int>(offsets_.size()); }
-    QByteArray tail(int64_t bodyStart) const;
+    QByteArray header() const;
+    QByteArray tail() const;
+    bool store(const QByteArray& chunk);
 };
 
 } // namespace bq::pdf

@@ -7,10 +7,14 @@
 #include <QLocale>
 #include <QStringList>
 
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
 
 namespace {
 
@@ -56,15 +60,15 @@ long long pageNumber(const QByteArray& text) {
     return negative ? -value : value;
 }
 
-// The first offset of "\r\n" + n + " 0 obj" for every n from 0 to highest, found in one pass:
-// at each CR LF the run of digits must be the plain decimal form of n (no leading zero)
-// followed by " 0 obj". Numbers never found keep -1.
-std::vector<qint64> firstObjectOffsets(const QByteArray& buffer, int highest, Host& host) {
-    std::vector<qint64> offsets(static_cast<size_t>(highest) + 1, -1);
-    const char* data = buffer.constData();
-    const qsizetype size = buffer.size();
+// Notes the first offset of "\r\n" + n + " 0 obj" for every n from 0 to offsets.size() - 1
+// in data (which starts at offset base of the file), in one pass: at each CR LF the run of
+// digits must be the plain decimal form of n (no leading zero) followed by " 0 obj".
+// Numbers already found keep their earlier offset.
+void noteObjectOffsets(const char* data, qsizetype size, qsizetype base,
+                       std::vector<qint64>& offsets, Host& host) {
     static const char kTail[] = " 0 obj";
     constexpr qsizetype kTailLength = sizeof kTail - 1;
+    const auto highest = static_cast<long long>(offsets.size()) - 1;
     qsizetype scanned = 0;
     for (const char* cr = static_cast<const char*>(std::memchr(data, '\r', size)); cr;) {
         const qsizetype at = cr - data;
@@ -78,7 +82,7 @@ std::vector<qint64> firstObjectOffsets(const QByteArray& buffer, int highest, Ho
             const bool plain = digits > 0 && (digits == 1 || data[digitsStart] != '0');
             if (plain && n <= highest && i + kTailLength <= size &&
                 std::memcmp(data + i, kTail, kTailLength) == 0 && offsets[n] < 0)
-                offsets[n] = digitsStart;
+                offsets[n] = base + digitsStart;
         }
         // Keep the window alive on very large files.
         if (at - scanned > (qsizetype{1} << 24)) {
@@ -89,21 +93,101 @@ std::vector<qint64> firstObjectOffsets(const QByteArray& buffer, int highest, Ho
         cr = next < size ? static_cast<const char*>(std::memchr(data + next, '\r', size - next))
                          : nullptr;
     }
-    return offsets;
 }
 
 QByteArray tenDigits(qint64 value) {
     return QByteArray::number(value).rightJustified(10, '0');
 }
 
-// Steps 2 to 14 of the rewrite. Empty when any step fails; the file is then left alone.
-std::optional<QByteArray> rewritten(Host& host, const QByteArray& file, const QByteArray& title,
-                                    const QByteArray& bookmarks) {
-    const qsizetype xref = file.indexOf("xref");
+// The first occurrence of what in data[from, size), or -1: the first byte is looked for
+// with memchr, which is much faster on large files than a general substring search.
+qsizetype find(const char* data, qsizetype size, qsizetype from, const QByteArray& what) {
+    const auto length = static_cast<size_t>(what.size());
+    if (from < 0 || from > size || length == 0)
+        return -1;
+    const char* end = data + size;
+    for (const char* p = data + from; static_cast<size_t>(end - p) >= length; ++p) {
+        p = static_cast<const char*>(std::memchr(p, what[0], static_cast<size_t>(end - p)));
+        if (!p || static_cast<size_t>(end - p) < length)
+            return -1;
+        if (std::memcmp(p, what.constData(), length) == 0)
+            return p - data;
+    }
+    return -1;
+}
+
+qsizetype find(const QByteArray& data, qsizetype from, const QByteArray& what) {
+    return find(data.constData(), data.size(), from, what);
+}
+
+// Replaces every occurrence from left to right; the text put in is not searched again.
+void replaceAll(QByteArray& data, const QByteArray& before, const QByteArray& after) {
+    for (qsizetype at = find(data, 0, before); at >= 0; at = find(data, at + after.size(), before))
+        data.replace(at, before.size(), after);
+}
+
+// A read-only view of a whole file, mapped into memory where possible.
+class FileView {
+public:
+    explicit FileView(const QString& path) : file_(path) {
+        if (!file_.open(QIODevice::ReadOnly))
+            return;
+        const qint64 size = file_.size();
+        if (size > 0) {
+            void* map = mmap(nullptr, static_cast<size_t>(size), PROT_READ,
+                             MAP_PRIVATE | MAP_POPULATE, file_.handle(), 0);
+            if (map != MAP_FAILED) {
+                map_ = map;
+                data_ = static_cast<const char*>(map);
+                size_ = size;
+                ok_ = true;
+                return;
+            }
+        }
+        copy_ = file_.readAll();
+        data_ = copy_.constData();
+        size_ = copy_.size();
+        ok_ = file_.error() == QFileDevice::NoError && size_ == size;
+    }
+    ~FileView() {
+        if (map_)
+            munmap(map_, static_cast<size_t>(size_));
+    }
+    FileView(const FileView&) = delete;
+    FileView& operator=(const FileView&) = delete;
+
+    bool ok() const { return ok_; }
+    const char* data() const { return data_; }
+    qsizetype size() const { return size_; }
+
+private:
+    QFile file_;
+    void* map_ = nullptr;
+    QByteArray copy_;
+    const char* data_ = nullptr;
+    qsizetype size_ = 0;
+    bool ok_ = false;
+};
+
+// The new content of the file: unchanged up to byte from, then rest. Bytes of the old file
+// beyond from + rest.size() stay as they are.
+struct Edit {
+    qsizetype from = 0;
+    QByteArray rest;
+};
+
+// Steps 3 to 14 of the rewrite. Nothing when a step fails; the file is then left alone.
+//
+// The whole buffer of the description (the old objects, then the new ones) is not built: the
+// first place where it differs from the old file is the first catalog line to be edited, or
+// failing that the end of the old objects, and only what follows it is made. Everything is
+// found in one pass over the old bytes, so the time grows with the file's size only.
+std::optional<Edit> rewrite(Host& host, const char* old, qsizetype oldSize, const QByteArray& title,
+                            const QByteArray& bookmarks) {
+    const qsizetype xref = find(old, oldSize, 0, "xref");
     if (xref < 0)
         return std::nullopt;
-    const QByteArray tail = file.mid(xref);
-    QByteArray buffer = file.left(xref);
+    const QByteArray tail(old + xref, oldSize - xref);
 
     QByteArray sizeText = valueBehind(tail, "/Size");
     sizeText.replace(' ', QByteArray());
@@ -115,9 +199,9 @@ std::optional<QByteArray> rewritten(Host& host, const QByteArray& file, const QB
 
     const QByteArray eol = "\r\n";
     const QByteArray outlines = QByteArray::number(size + 1);
-    buffer += sizeText + " 0 obj" + eol + "<<" + eol + "/Author (Tarnwell Brightquill)" + eol +
-              "/Title (" + title + ")" + eol + "/Producer (Tarnwell)" + eol + ">>" + eol +
-              "endobj" + eol;
+    QByteArray added = sizeText + " 0 obj" + eol + "<<" + eol + "/Author (Tarnwell Brightquill)" +
+                       eol + "/Title (" + title + ")" + eol + "/Producer (Tarnwell)" + eol + ">>" +
+                       eol + "endobj" + eol;
 
     QByteArray text = outlines + " 0 obj" + eol + "<<" + eol + "/Type /Outlines" + eol +
                       "/Count@@@" + eol + "/First@@@" + eol + "/Last@@@" + eol + ">>" + eol +
@@ -155,54 +239,62 @@ std::optional<QByteArray> rewritten(Host& host, const QByteArray& file, const QB
     text.replace("/First@@@", "/First " + QByteArray::number(first) + " 0 R");
     text.replace("/Last@@@", "/Last " + QByteArray::number(last) + " 0 R");
     text.replace("/Count@@@", "/Count " + QByteArray::number(items));
-    buffer += text;
-
-    buffer.replace("\r\n/Type /Catalog\r\n", "\r\n/Type /Catalog\r\n/Outlines " + outlines +
-                                                 " 0 R\r\n/PageMode /UseOutlines\r\n");
-
-    const qsizetype startxref = buffer.size();
+    added += text;
     const long long highest = next;
     if (highest > kLargestObjectNumber)
         return std::nullopt;
-    const std::vector<qint64> offsets = firstObjectOffsets(buffer, static_cast<int>(highest), host);
 
-    QByteArray table;
-    table.reserve(static_cast<qsizetype>(highest) * 20 + 200);
-    table += "xref" + eol + "0 " + QByteArray::number(highest) + eol + "0000000000 65535 f" + eol;
+    // Where the made part starts: at the first catalog line wholly among the old objects, or
+    // else at the last CR that no catalog line ending behind the old objects can start
+    // before. Both are CRs, and every pattern searched for starts with one, so no match
+    // reaches across that point from the old part.
+    const QByteArray catalog = "\r\n/Type /Catalog\r\n";
+    qsizetype from = find(old, xref, 0, catalog);
+    if (from < 0) {
+        const qsizetype limit = std::max<qsizetype>(0, xref - catalog.size());
+        const void* cr = limit > 0 ? memrchr(old, '\r', static_cast<size_t>(limit)) : nullptr;
+        from = cr ? static_cast<const char*>(cr) - old : 0;
+    }
+    Edit edit;
+    edit.from = from;
+    edit.rest = QByteArray(old + from, xref - from) + added;
+    replaceAll(edit.rest, catalog,
+               "\r\n/Type /Catalog\r\n/Outlines " + outlines +
+                   " 0 R\r\n/PageMode /UseOutlines\r\n");
+
+    const qsizetype startxref = from + edit.rest.size();
+    std::vector<qint64> offsets(static_cast<size_t>(highest) + 1, -1);
+    noteObjectOffsets(old, from, 0, offsets, host);
+    noteObjectOffsets(edit.rest.constData(), edit.rest.size(), from, offsets, host);
+
+    QByteArray& out = edit.rest;
+    out += "xref" + eol + "0 " + QByteArray::number(highest) + eol + "0000000000 65535 f" + eol;
     // Numbers that are not found get no line at all, so the lines after them move up.
     for (qint64 offset : offsets)
         if (offset > 2)
-            table += tenDigits(offset) + " 00000 n" + eol;
-    table += "trailer" + eol + "<<" + eol + "/Size " + QByteArray::number(highest) + eol + "/Root" +
-             root + eol + "/Info " + sizeText + " 0 R" + eol + ">>" + eol + "startxref" + eol +
-             QByteArray::number(startxref) + eol + "%%EOF" + eol;
-    buffer += table;
-    return buffer;
+            out += tenDigits(offset) + " 00000 n" + eol;
+    out += "trailer" + eol + "<<" + eol + "/Size " + QByteArray::number(highest) + eol + "/Root" +
+           root + eol + "/Info " + sizeText + " 0 R" + eol + ">>" + eol + "startxref" + eol +
+           QByteArray::number(startxref) + eol + "%%EOF" + eol;
+    return edit;
 }
 
-// Replaces the file's content by data as an overwrite in place would: where the old file was
-// longer, its remaining bytes stay behind the new ones. A temporary file renamed over the
-// old one keeps a failed write from leaving half a file.
-bool overwrite(const QString& path, const QByteArray& old, const QByteArray& data) {
-    const QString temp = path + QStringLiteral(".bqtmp");
-    QFile out(temp);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate))
+// Writes the edit over the old content from its first changed byte on, without truncating:
+// where the old file was longer its last bytes stay. Room for the longer file is reserved
+// first, so a full disk leaves the file as it was.
+bool writeEdit(const QString& path, const Edit& edit) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite))
         return false;
-    bool ok = out.write(data) == data.size();
-    if (ok && old.size() > data.size()) {
-        const qsizetype rest = old.size() - data.size();
-        ok = out.write(old.constData() + data.size(), rest) == rest;
+    const qint64 end = edit.from + edit.rest.size();
+    if (end > file.size()) {
+        const int rc = posix_fallocate(file.handle(), 0, end);
+        if (rc != 0 && rc != EOPNOTSUPP && rc != EINVAL)
+            return false;
     }
-    out.close();
-    ok = ok && out.error() == QFileDevice::NoError;
-    if (ok) {
-        out.setPermissions(QFile::permissions(path));
-        ok = std::rename(QFile::encodeName(temp).constData(),
-                         QFile::encodeName(path).constData()) == 0;
-    }
-    if (!ok)
-        QFile::remove(temp);
-    return ok;
+    const bool ok = file.seek(edit.from) && file.write(edit.rest) == edit.rest.size();
+    file.close();
+    return ok && file.error() == QFileDevice::NoError;
 }
 
 } // namespace
@@ -238,17 +330,15 @@ void AddBookmark(Host& host, const QString& Book_input_file, const QString& Book
         host.doEvents();
         host.doEvents();
 
-        QFile file(Book_input_file);
-        if (file.open(QIODevice::ReadOnly)) {
-            const QByteArray old = file.readAll();
-            const bool read = file.error() == QFileDevice::NoError;
-            file.close();
-            const std::optional<QByteArray> result =
-                read ? rewritten(host, old, Book_output_PN.toLatin1(), Bookmark_string.toLatin1())
-                     : std::nullopt;
-            if (result)
-                overwrite(Book_input_file, old, *result);
+        std::optional<Edit> edit;
+        {
+            const FileView file(Book_input_file);
+            if (file.ok())
+                edit = rewrite(host, file.data(), file.size(), Book_output_PN.toLatin1(),
+                               Bookmark_string.toLatin1());
         }
+        if (edit)
+            writeEdit(Book_input_file, *edit);
     } catch (...) {
     }
     host.doEvents();

@@ -13,14 +13,9 @@
 
 namespace {
 
-struct OpenDocument {
-    QString target;
-    bq::pdf::OutputDocument doc;
-};
-
 // Open handles. Everything runs on the one user-interface thread.
-std::map<int32_t, std::unique_ptr<OpenDocument>>& documents() {
-    static std::map<int32_t, std::unique_ptr<OpenDocument>> open;
+std::map<int32_t, std::unique_ptr<bq::pdf::OutputDocument>>& documents() {
+    static std::map<int32_t, std::unique_ptr<bq::pdf::OutputDocument>> open;
     return open;
 }
 
@@ -62,9 +57,7 @@ int32_t PDocNew(int32_t a, int32_t b, const QString& target) {
         do {
             g_lastHandle = g_lastHandle == INT32_MAX ? 1 : g_lastHandle + 1;
         } while (open.count(g_lastHandle));
-        auto doc = std::make_unique<OpenDocument>();
-        doc->target = target;
-        open.emplace(g_lastHandle, std::move(doc));
+        open.emplace(g_lastHandle, std::make_unique<bq::pdf::OutputDocument>(target));
         return g_lastHandle;
     } catch (...) {
         return 0;
@@ -86,7 +79,7 @@ int16_t PDocMerge(int32_t handle, const QString& source, int32_t first, int32_t 
         file.close();
         if (bytes.isEmpty())
             return 0;
-        return it->second->doc.appendPages(bytes, first, last) ? 1 : 0;
+        return it->second->appendPages(bytes, first, last) ? 1 : 0;
     } catch (...) {
         return 0;
     }
@@ -98,9 +91,9 @@ void PDocRelease(int32_t handle) {
         auto it = open.find(handle);
         if (it == open.end())
             return;
-        std::unique_ptr<OpenDocument> doc = std::move(it->second);
+        std::unique_ptr<bq::pdf::OutputDocument> doc = std::move(it->second);
         open.erase(it);
-        doc->doc.writeTo(doc->target);
+        doc->finish();
     } catch (...) {
     }
 }

@@ -140,6 +140,10 @@ std::vector<Fixture> fixtures() {
             {QStringLiteral("tif"), readFile(dir + QStringLiteral("/tif.pdf"))},
             {QStringLiteral("lf-only"), makePdf({"x", "y"}).replace(" /Root", "\n/Root")},
             {QStringLiteral("size-and-root-on-one-line"), makePdf({"x"})},
+            // Its old table is longer than all that is added: the old last bytes stay.
+            {QStringLiteral("lf-only-long-table"),
+             makePdf(QString(QStringLiteral("abcdefghijklmnopqrstuvwxyz")).split(QString()))
+                 .replace(" /Root", "\n/Root")},
             {QStringLiteral("odd-headers"), odd}};
 }
 
@@ -197,6 +201,7 @@ TEST(Bookmarks, RewriteEqualsTheLiteralAlgorithm) {
         QStringLiteral("no colon at all"),
         QStringLiteral(" 2 :Spaced , 3:x,,4:After gap"),
         QStringLiteral("x:No number,:Empty number,-2:Negative"),
+        QStringLiteral("1:A title with\r\n/Type /Catalog\r\nin it"),
     };
     const QString dir = freshDir(QStringLiteral("bookmark-literal"));
     HeadlessHost host;

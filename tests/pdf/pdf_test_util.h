@@ -7,13 +7,9 @@
 #include <QString>
 #include <QStringList>
 
-#include <ostream>
 #include <vector>
 
-// Readable test names and messages for QString parameters.
-inline void PrintTo(const QString& text, std::ostream* os) {
-    *os << text.toStdString();
-}
+#include "test_env.h" // also gives QString parameters readable names
 
 namespace pdftest {
 
