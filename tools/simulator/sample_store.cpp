@@ -89,10 +89,12 @@ bool make_sample_pdf(const QString& path, const QString& title, int pages, int i
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
+    // Laid out as the company's documents are: CR LF line ends, each page's "/Type /Page"
+    // at the start of a line, so that a plain-text page count of a cached file works.
     pages = qMax(pages, 1);
     const int width = 100;
     const int height = qMax(imageBytes / width, 1);
-    QByteArray out = "%PDF-1.4\n%\xE2\xE3\xCF\xD3\n";
+    QByteArray out = "%PDF-1.4\r\n%\xE2\xE3\xCF\xD3\r\n";
     std::vector<qint64> offsets(size_t(4 + 3 * pages), 0);
     qint64 written = 0;
     auto flush = [&] {
@@ -101,27 +103,29 @@ bool make_sample_pdf(const QString& path, const QString& title, int pages, int i
     };
     auto object = [&](int number, const QByteArray& body) {
         offsets[size_t(number)] = written + out.size();
-        out += QByteArray::number(number) + " 0 obj\n" + body + "\nendobj\n";
+        out += QByteArray::number(number) + " 0 obj\r\n" + body + "\r\nendobj\r\n";
     };
-    object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    object(1, "<<\r\n/Type /Catalog\r\n/Pages 2 0 R\r\n>>");
     QByteArray kids;
     for (int i = 0; i < pages; ++i)
         kids += QByteArray::number(4 + 3 * i) + " 0 R ";
-    object(2, "<< /Type /Pages /Kids [" + kids + "] /Count " + QByteArray::number(pages) + " >>");
+    object(2, "<< /Type /Pages\r\n/Kids [" + kids + "]\r\n/Count " + QByteArray::number(pages) +
+                  "\r\n>>");
     object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
     quint32 seed = 0x2545F491u;
     for (int i = 0; i < pages; ++i) {
         const int page = 4 + 3 * i;
-        object(page, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] /Resources << /Font << "
-                     "/F1 3 0 R >> /XObject << /Im1 " +
-                         QByteArray::number(page + 2) + " 0 R >> >> /Contents " +
-                         QByteArray::number(page + 1) + " 0 R >>");
+        object(page,
+               "<<\r\n/Type /Page\r\n/Parent 2 0 R /MediaBox [0 0 595 842] /Resources << /Font << "
+               "/F1 3 0 R >> /XObject << /Im1 " +
+                   QByteArray::number(page + 2) + " 0 R >> >> /Contents " +
+                   QByteArray::number(page + 1) + " 0 R\r\n>>");
         const QByteArray content = "BT /F1 24 Tf 72 760 Td (" + pdf_string(title) +
                                    ") Tj ET\nBT /F1 14 Tf 72 730 Td (Page " +
                                    QByteArray::number(i + 1) + " of " + QByteArray::number(pages) +
                                    ") Tj ET\nq 400 0 0 300 72 380 cm /Im1 Do Q";
-        object(page + 1, "<< /Length " + QByteArray::number(content.size()) + " >>\nstream\n" +
-                             content + "\nendstream");
+        object(page + 1, "<< /Length " + QByteArray::number(content.size()) + " >>\r\nstream\r\n" +
+                             content + "\r\nendstream");
         QByteArray image(width * height, '\0');
         for (char& c : image) {
             seed = seed * 1664525u + 1013904223u;
@@ -130,18 +134,18 @@ bool make_sample_pdf(const QString& path, const QString& title, int pages, int i
         object(page + 2, "<< /Type /XObject /Subtype /Image /Width " + QByteArray::number(width) +
                              " /Height " + QByteArray::number(height) +
                              " /ColorSpace /DeviceGray /BitsPerComponent 8 /Length " +
-                             QByteArray::number(image.size()) + " >>\nstream\n" + image +
-                             "\nendstream");
+                             QByteArray::number(image.size()) + " >>\r\nstream\r\n" + image +
+                             "\r\nendstream");
         if (out.size() > (1 << 20))
             flush();
     }
     const qint64 xref = written + out.size();
     const int size = 4 + 3 * pages;
-    out += "xref\n0 " + QByteArray::number(size) + "\n0000000000 65535 f \n";
+    out += "xref\r\n0 " + QByteArray::number(size) + "\r\n0000000000 65535 f\r\n";
     for (int i = 1; i < size; ++i)
-        out += QByteArray::number(offsets[size_t(i)]).rightJustified(10, '0') + " 00000 n \n";
-    out += "trailer\n<< /Size " + QByteArray::number(size) + " /Root 1 0 R >>\nstartxref\n" +
-           QByteArray::number(xref) + "\n%%EOF\n";
+        out += QByteArray::number(offsets[size_t(i)]).rightJustified(10, '0') + " 00000 n\r\n";
+    out += "trailer\r\n<<\r\n/Size " + QByteArray::number(size) +
+           "\r\n/Root 1 0 R\r\n>>\r\nstartxref\r\n" + QByteArray::number(xref) + "\r\n%%EOF\r\n";
     flush();
     return file.commit();
 }

@@ -1,0 +1,342 @@
+#include "foundation/general.h"
+#include "foundation/registry.h"
+#include "loopback_server.h"
+#include "order/order_run.h"
+#include "order/report_log.h"
+#include "retrieval/get_patent.h"
+#include "retrieval_fixture.h"
+#include "settings_fixture.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace {
+
+using Answer = LoopbackServer::Answer;
+using Request = LoopbackServer::Request;
+
+// The whole order run against the simulator. The retrievers of the offices stand in as
+// recorders, so that the order of the chain can be read off one list of events together
+// with the requests to the company's lookup scripts and the site step's status.
+class Chain : public RetrievalTest {
+protected:
+    void SetUp() override {
+        RetrievalTest::SetUp();
+        host.onStatus = [this](const QString& text) {
+            if (text.endsWith(QLatin1String(" Checking if patent exists (Espacenet site)")))
+                note(QStringLiteral("site"));
+        };
+        Retrievers& r = ctx.retrievers;
+        auto wipo = r.wipo_download;
+        r.wipo_download = [this, wipo](RunContext& c, QString& n, const QString& ref) {
+            note(QStringLiteral("wipo:") + n);
+            wipo(c, n, ref);
+        };
+        r.jpo_download = recorder(QStringLiteral("jpo"), false);
+        r.depatis_download = [this](RunContext&, QString& n, const QString&, bool fallback) {
+            note(QStringLiteral("depatis:") + n + (fallback ? QStringLiteral("+") : QString()));
+        };
+        r.canada_download = recorder(QStringLiteral("canada"), true);
+        r.uspto_download = recorder(QStringLiteral("uspto"), true);
+        r.australia_download = recorder(QStringLiteral("australia"), true);
+        r.kipris_download = recorder(QStringLiteral("kipris"), true);
+        r.rupto_download = recorder(QStringLiteral("rupto"), true);
+        r.spain_download = recorder(QStringLiteral("spain"), true);
+    }
+    // A national retriever that finds nothing and, if it logs, says so in its own words.
+    Retriever recorder(const QString& name, bool logs) {
+        return [this, name, logs](RunContext& c, QString& n, const QString& ref) {
+            note(name + QLatin1Char(':') + n);
+            if (logs)
+                writelog_copy(c, n, ref, name + QStringLiteral(" has nothing"));
+        };
+    }
+    void order(const QString& list, const QString& reference = QStringLiteral("REF")) {
+        host.setText1(list);
+        host.setText2(reference);
+        order_run(ctx);
+    }
+    QStringList chainEvents() {
+        QStringList e = events();
+        e.removeAll(QStringLiteral("wipop2"));
+        return e;
+    }
+    QString file(const QString& name, const QString& folder = QStringLiteral("REF/")) const {
+        return pdf + folder + name + QStringLiteral(".pdf");
+    }
+};
+
+// The fallback order, by kind of number, with nothing held anywhere: with Check1 ticked
+// and with it clear (then there is no site step).
+TEST_F(Chain, FallbackOrderByKindOfNumber) {
+    startSimulator();
+    const QString notFound = QStringLiteral("Not found (Patent not found)");
+    struct Row {
+        const char* number;
+        QStringList events; // with Check1 ticked
+        QString log;
+    } rows[] = {
+        {"EP1234567",
+         {"cache", "bnsinfo", "site", "depatis:EP1234567", "depatis:EP1234567"},
+         "EP1234567|REF|" + notFound},
+        {"EP1234567B1",
+         {"cache", "bnsinfo", "depatis:EP1234567B1", "depatis:EP1234567B1"},
+         "EP1234567B1|REF|" + notFound},
+        {"EP1234567B",
+         {"cache", "bnsinfo", "depatis:EP1234567B1", "depatis:EP1234567B1"},
+         "EP1234567B1|REF|" + notFound},
+        {"EP1234567A3",
+         {"cache", "bnsinfo", "depatis:EP1234567A3", "depatis:EP1234567A3"},
+         "EP1234567A3|REF|" + notFound},
+        {"WO2004999999",
+         {"cache", "wipo:WO04999999", "bnsinfo", "site", "wipo:WO04999999", "wipo:WO04999999",
+          "depatis:WO04999999", "depatis:WO04999999"},
+         "WO04999999|REF|" + notFound},
+        {"US5999999",
+         {"cache", "bnsinfo", "site", "uspto:US5999999"},
+         "US5999999|REF|uspto has nothing"},
+        {"US20040123456",
+         {"cache", "cache", "bnsinfo", "site", "uspto:US20040123456"},
+         "US20040123456|REF|uspto has nothing"},
+        {"JP2001999999",
+         {"cache", "bnsinfo", "site", "jpo:JP2001999999", "depatis:JP2001999999",
+          "depatis:JP2001999999"},
+         "JP2001999999|REF|" + notFound},
+        {"CA1234567",
+         {"cache", "bnsinfo", "site", "depatis:CA1234567", "canada:CA1234567"},
+         "CA1234567|REF|canada has nothing"},
+        {"AU2003123456",
+         {"cache", "bnsinfo", "site", "depatis:AU2003123456", "australia:AU2003123456"},
+         "AU2003123456|REF|australia has nothing"},
+        {"KR100123456",
+         {"cache", "bnsinfo", "site", "depatis:KR100123456", "kipris:KR100123456"},
+         "KR100123456|REF|kipris has nothing"},
+        {"RU2123456",
+         {"cache", "bnsinfo", "site", "depatis:RU2123456", "rupto:RU2123456"},
+         "RU2123456|REF|rupto has nothing"},
+        {"ES2123456",
+         {"cache", "bnsinfo", "site", "depatis:ES2123456", "spain:ES2123456"},
+         "ES2123456|REF|spain has nothing"},
+        {"FR2999999B",
+         {"cache", "frbdoc", "bnsinfo", "site", "depatis:FR2999999B", "depatis:FR2999999B"},
+         "FR2999999B|REF|" + notFound},
+        {"FR2999999B1",
+         {"cache", "frbdoc", "bnsinfo", "depatis:FR2999999B1", "depatis:FR2999999B1"},
+         "FR2999999B1|REF|" + notFound},
+        {"DE19912345",
+         {"cache", "bnsinfo", "site", "depatis:DE19912345", "depatis:DE19912345"},
+         "DE19912345|REF|" + notFound},
+        {"xx-999",
+         {"cache", "bnsinfo", "site", "depatis:XX999", "depatis:XX999"},
+         "XX999|REF|" + notFound},
+    };
+    for (bool check1 : {true, false}) {
+        for (const Row& row : rows) {
+            SCOPED_TRACE(std::string(row.number) + (check1 ? " Check1 ticked" : " Check1 clear"));
+            host.check1 = check1;
+            QFile::remove(pdf + QStringLiteral("bnslog.csv"));
+            const QStringList before = events();
+            order(QString::fromLatin1(row.number));
+            QStringList expected = row.events;
+            if (!check1)
+                expected.removeAll(QStringLiteral("site"));
+            EXPECT_EQ(chainEvents().mid(before.size() - before.count(QStringLiteral("wipop2"))),
+                      expected);
+            EXPECT_EQ(logRecords(), QStringList{row.log});
+            EXPECT_EQ(setting(QStringLiteral("NEWESPACE"), QStringLiteral("?")),
+                      check1 ? QStringLiteral("1") : QStringLiteral("0"));
+            if (row.log.endsWith(notFound)) {
+                EXPECT_EQ(host.title(), QStringLiteral("Bright Quill - Desktop edition"));
+            }
+        }
+    }
+    // Switched off, the availability check asks the national server nothing; nor does
+    // the site step ask the site.
+    EXPECT_TRUE(sim->requests(QStringLiteral("EspacenetNationalHost")).empty());
+    EXPECT_TRUE(sim->requests(QStringLiteral("EspacenetSiteHost")).empty());
+    EXPECT_TRUE(tempFiles().isEmpty());
+}
+
+// Documents that some source holds, each logged with its page count.
+TEST_F(Chain, DocumentsArriveFromEachCompanySource) {
+    startSimulator();
+    struct Case {
+        const char* number;
+        const char* log;
+        int pages;
+        QStringList events;
+    } cases[] = {
+        {"EP1000001", "EP1000001|REF|Downloaded (6 Pages )", 6, {"cache", "bnsinfo"}},
+        {"JP2001123456", "JP2001123456|REF|Retrieved from cache (3 Pages )", 3, {"cache"}},
+        {"WO2004012345", "WO04012345|REF|Downloaded (4 Pages )", 4, {"cache", "wipo:WO04012345"}},
+        {"FR2812345B", "FR2812345B|REF|Downloaded (3 Pages )", 3, {"cache", "frbdoc"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.number);
+        QFile::remove(pdf + QStringLiteral("bnslog.csv"));
+        const int before = int(chainEvents().size());
+        order(QString::fromLatin1(c.number));
+        EXPECT_EQ(logRecords(), QStringList{QString::fromLatin1(c.log)});
+        const QString number = QString::fromLatin1(c.log).section(QLatin1Char('|'), 0, 0);
+        EXPECT_EQ(pageLabels(file(number)).size(), c.pages);
+        EXPECT_EQ(chainEvents().mid(before), c.events);
+        EXPECT_TRUE(ctx.state.report_text.contains(number));
+    }
+    // Page by page from the lookup server, in order.
+    QStringList pages;
+    for (int i = 1; i <= 6; ++i)
+        pages << QStringLiteral("EP1000001 %1").arg(i);
+    EXPECT_EQ(pageLabels(file(QStringLiteral("EP1000001"))), pages);
+    EXPECT_TRUE(tempFiles().isEmpty());
+
+    // Asked again, every one of them is already there: no request at all.
+    const size_t asked = sim->requests(QStringLiteral("CompanyWebHost")).size() +
+                         sim->requests(QStringLiteral("CompanyLookupHost")).size();
+    QFile::remove(pdf + QStringLiteral("bnslog.csv"));
+    order(QStringLiteral("EP1000001\r\nJP2001123456\r\nWO2004012345"));
+    EXPECT_EQ(sim->requests(QStringLiteral("CompanyWebHost")).size() +
+                  sim->requests(QStringLiteral("CompanyLookupHost")).size(),
+              asked);
+    EXPECT_EQ(logRecords(),
+              (QStringList{QStringLiteral("EP1000001|REF|Retrieved from cache (6 Pages )"),
+                           QStringLiteral("JP2001123456|REF|Retrieved from cache (3 Pages )"),
+                           QStringLiteral("WO04012345|REF|Retrieved from cache (4 Pages )")}));
+    EXPECT_EQ(host.title(), QStringLiteral("Brightquill"));
+}
+
+// The company cache: an answer counts when it names the file; a body whose highest index
+// is 3000 or less is an error page; long US numbers are asked a second time in short form.
+TEST_F(Chain, CompanyCacheRules) {
+    startSimulator();
+    LoopbackServer cache;
+    std::string body;
+    cache.on("/lookup/cache.asp", [&](const Request& r) {
+        const std::string pn = r.query.at("PN");
+        if (pn == "US2004123456" || pn == "EP1111111")
+            return Answer::text("HTTP://" + cache.host().toStdString() + "/Files/" + pn + ".PDF");
+        if (pn == "EP2222222")
+            return Answer::text("http://" + cache.host().toStdString() + "/files/ep2222223.pdf");
+        return Answer::text("nothing");
+    });
+    cache.on("/files/ep1111111.pdf", [&](const Request&) { return Answer::bytes(body); });
+    cache.on("/files/us2004123456.pdf", [&](const Request&) { return Answer::bytes(body); });
+    point_roles({"CompanyWebHost"}, cache.host());
+
+    const std::string pdf3 =
+        read_file(samples + QStringLiteral("/cache/JP2001123456.pdf")).toStdString();
+    body = std::string(3001, 'x');
+    order(QStringLiteral("EP1111111"));
+    EXPECT_EQ(logRecords().last(), QStringLiteral("EP1111111|REF|Not found (Patent not found)"));
+    body = std::string(3002, 'x');
+    order(QStringLiteral("EP1111111"));
+    EXPECT_TRUE(
+        logRecords().last().startsWith(QLatin1String("EP1111111|REF|Retrieved from cache (")));
+    EXPECT_EQ(read_file(file(QStringLiteral("EP1111111"))).size(), 3002);
+
+    body = pdf3;
+    order(QStringLiteral("EP2222222\r\nUS20040123456"));
+    const QStringList log = logRecords();
+    EXPECT_EQ(log.at(log.size() - 2), QStringLiteral("EP2222222|REF|Not found (Patent not found)"));
+    EXPECT_EQ(log.last(), QStringLiteral("US20040123456|REF|Retrieved from cache (3 Pages )"));
+    std::vector<std::string> asked;
+    for (const auto& r : cache.requests())
+        if (r.path == "/lookup/cache.asp")
+            asked.push_back(r.query.at("PN"));
+    EXPECT_EQ(asked, (std::vector<std::string>{"EP1111111", "EP1111111", "EP2222222",
+                                               "US20040123456", "US2004123456"}));
+    closeConnections();
+}
+
+TEST_F(Chain, FrontPageOnly) {
+    startSimulator();
+    make_sample_pdf(samples + QStringLiteral("/lookup/JP2002000001.pdf"), QStringLiteral("J"), 4,
+                    500);
+    host.fp = true;
+    order(QStringLiteral("EP1000001\r\nJP2002000001\r\nXX999"));
+    EXPECT_EQ(logRecords(),
+              (QStringList{QStringLiteral("FP_EP1000001|REF|Downloaded (Front page)"),
+                           QStringLiteral("FP_JP2002000001|REF|Downloaded (Front page)"),
+                           QStringLiteral("FP_XX999|REF|Not found (Patent not found)")}));
+    // The EP front page comes ready from the publication server under the number's name;
+    // the end of the order makes the "FP_" file from it.
+    EXPECT_EQ(pageLabels(file(QStringLiteral("EP1000001"))),
+              QStringList{QStringLiteral("EP1000001 1")});
+    EXPECT_EQ(pageLabels(file(QStringLiteral("FP_EP1000001"))),
+              QStringList{QStringLiteral("EP1000001 1")});
+    EXPECT_EQ(pageLabels(file(QStringLiteral("FP_JP2002000001"))),
+              QStringList{QStringLiteral("J 1")});
+    EXPECT_FALSE(QFile::exists(file(QStringLiteral("JP2002000001"))));
+    EXPECT_EQ(ctx.state.report_text,
+              QStringLiteral("FP_EP1000001  \tFront page\r\nFP_JP2002000001  \tFront page\r\n"
+                             "XX999  \tNOT FOUND\r\n"));
+    EXPECT_EQ(sim->requests(QStringLiteral("CompanyPublicationHost")).size(), 1u);
+}
+
+TEST_F(Chain, BookmarksWhenAskedFor) {
+    startSimulator();
+    for (const char* on : {"1", "0"}) {
+        SCOPED_TRACE(on);
+        set_settings({{QStringLiteral("ADDBOOKMARKS"), QString::fromLatin1(on)}});
+        QFile::remove(file(QStringLiteral("EP1000001")));
+        order(QStringLiteral("EP1000001"));
+        const QByteArray bytes = read_file(file(QStringLiteral("EP1000001")));
+        EXPECT_EQ(pageLabels(file(QStringLiteral("EP1000001"))).size(), 6);
+        EXPECT_EQ(bytes.contains("/Outlines"), *on == '1');
+        EXPECT_EQ(bytes.contains("(Claims)"), *on == '1');
+        EXPECT_EQ(ctx.state.bookmark_info, QStringLiteral("1:Abstract,2:Description,5:Claims"));
+    }
+}
+
+TEST_F(Chain, ReferencesWithSeveralCases) {
+    startSimulator();
+    order(QStringLiteral("EP1000001\r\nXX999"), QStringLiteral("A!!B"));
+    EXPECT_EQ(logRecords(), (QStringList{QStringLiteral("EP1000001|A|Downloaded (6 Pages )"),
+                                         QStringLiteral("EP1000001|B|Downloaded (6 Pages )"),
+                                         QStringLiteral("XX999|A|Not found (Patent not found)"),
+                                         QStringLiteral("XX999|B|Not found (Patent not found)")}));
+    EXPECT_EQ(pageLabels(file(QStringLiteral("EP1000001"), QStringLiteral("A!!B/"))).size(), 6);
+}
+
+TEST_F(Chain, CancelledOrderLogsNothing) {
+    startSimulator();
+    ctx.retrievers.depatis_download = [this](RunContext& c, QString&, const QString&, bool) {
+        c.state.order_cancelled = true;
+        note(QStringLiteral("cancel"));
+    };
+    order(QStringLiteral("XX999\r\nEP1000001"));
+    EXPECT_FALSE(QFile::exists(pdf + QStringLiteral("bnslog.csv")));
+    EXPECT_EQ(host.status(), QStringLiteral("Job cancelled"));
+    EXPECT_FALSE(QFile::exists(file(QStringLiteral("EP1000001"))));
+}
+
+// The availability check thrown on: the national server's viewer is read page by page,
+// the publication that was asked for is chosen, its sections become bookmarks.
+TEST_F(Chain, PageWiseBranchWithTheAvailabilityCheckOn) {
+    startSimulator();
+    availability_check_enabled() = true;
+    set_settings({{QStringLiteral("ADDBOOKMARKS"), QStringLiteral("1")}});
+    order(QStringLiteral("EP1000002B1\r\nEP1000002B2\r\nEP1999999"));
+    EXPECT_EQ(logRecords(),
+              (QStringList{QStringLiteral("EP1000002B1|REF|Downloaded (5 Pages )"),
+                           QStringLiteral("EP1000002B2|REF| (B2 not found)"),
+                           QStringLiteral("EP1999999|REF|Not found (Patent not found)")}));
+    const QString doc = file(QStringLiteral("EP1000002B1"));
+    EXPECT_EQ(pageLabels(doc).size(), 5);
+    EXPECT_TRUE(read_file(doc).contains("(Claims)"));
+    EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("EP1000002B1 Starting download")));
+    EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("EP1000002B1 downloaded (5 Pages)")));
+    EXPECT_EQ(chainEvents().count(QStringLiteral("depatis:EP1000002B2")), 1);
+
+    const auto national = sim->requests(QStringLiteral("EspacenetNationalHost"));
+    ASSERT_FALSE(national.empty());
+    EXPECT_EQ(national.front().rfind(
+                  "/espacenet/abstract?CY=ep&LG=en&DB=EPD&PN=EP1000002&PNP=EP1000002&PROXY=", 0),
+              0u);
+    EXPECT_TRUE(std::any_of(national.begin(), national.end(), [](const std::string& t) {
+        return t.rfind("/espacenet/bns.pdf?", 0) == 0 &&
+               t.find("1000002B1+I+&PG=5&PROXY=") != std::string::npos;
+    }));
+    EXPECT_TRUE(tempFiles().isEmpty());
+}
+
+} // namespace
