@@ -19,6 +19,10 @@
 #include <map>
 #include <utility>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 #include <gtest/gtest.h>
 
 struct QuietShell : Shell {
@@ -36,6 +40,22 @@ public:
         if (t.isEmpty())
             t = uspto_sample_tiff(mark, certificate);
         return t;
+    }
+
+    // An answer that makes the request fail for certain: a redirect to a port that is bound
+    // for good but never listens, so every connection to it is refused.
+    static LoopbackServer::Answer refused() {
+        static const std::string url = [] {
+            const int fd = socket(AF_INET, SOCK_STREAM, 0);
+            sockaddr_in a{};
+            a.sin_family = AF_INET;
+            a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+            socklen_t size = sizeof a;
+            bind(fd, reinterpret_cast<sockaddr*>(&a), size);
+            getsockname(fd, reinterpret_cast<sockaddr*>(&a), &size);
+            return "http://127.0.0.1:" + std::to_string(ntohs(a.sin_port)) + "/refused";
+        }();
+        return LoopbackServer::Answer::redirect(url);
     }
 
 protected:

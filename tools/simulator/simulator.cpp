@@ -195,4 +195,5 @@ bool Simulator::should_fail(const std::string& key) {
 void add_all_roles(Simulator& sim) {
     add_company_roles(sim);
     add_espacenet_roles(sim);
+    add_uspto_roles(sim);
 }
