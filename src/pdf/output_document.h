@@ -10,9 +10,9 @@
 
 namespace bq::pdf {
 
-// The output side of the page-copying library: pages copied out of source PDFs (read through
-// qpdf) are serialised at once, in the layout that the page count and the bookmark rewrite
-// rely on, so a source is no longer needed once appendPages has returned.
+// The output side of the page-copying library: pages copied out of source PDFs (see
+// copyPages) are stored at once, so a source is no longer needed once appendPages has
+// returned, and the file is finished with its catalog, page tree and table.
 //
 // Numbering: object 1 is the catalog and object 2 the page tree root, both written by
 // finish; copied objects are numbered from 3 in the order in which they are written.
@@ -28,21 +28,11 @@ public:
     // is exactly as it was before. Never throws.
     bool appendPages(const QByteArray& source, int32_t first, int32_t last) noexcept;
 
-    int pageCount() const { return static_cast<int>(pages_.size()); }
-
     // Stores the finished file at the target. A document without pages stores nothing. False
     // when nothing was stored.
     bool finish() noexcept;
 
-    // Bytes that, anywhere in the file before its cross-reference table, would mislead the
-    // text-level readers of the file (the first "xref" ends the object part; "\r\nN 0 obj"
-    // locates object N; a line starting "/Type /Page" counts as a page). Stream data that
-    // holds one of them is re-encoded.
-    static bool hasTextHazard(const char* data, size_t size);
-
 private:
-    friend class PageCopier;
-
     QString target_;
     QString partPath_;             // target + ".part": the file as it grows
     std::unique_ptr<QFile> part_;  // open while pages are added
