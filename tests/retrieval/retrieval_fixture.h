@@ -1,11 +1,12 @@
 #pragma once
 
-// What the retrieval tests share: a host that reports its status texts, a shell that only
-// records, a fresh PDF and temp folder and settings per test, the office simulator in
-// process, and readers for the log and for the pages of a PDF.
+// What the retrieval tests share: a host that reports its status texts, a recording shell, a fresh
+// PDF and temp folder and settings per test, the office simulator in process, and readers for the
+// log and for the pages of a PDF.
 
 #include "foundation/host.h"
 #include "foundation/run_context.h"
+#include "recording_shell.h"
 #include "simulator.h"
 #include "test_env.h"
 
@@ -18,12 +19,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-
-struct RecordingShell : Shell {
-    bool open(const QString&) override { return true; }
-    bool print(const QString&) override { return true; }
-    bool startDetached(const QString&, const QStringList&) override { return true; }
-};
 
 class EventHost : public HeadlessHost {
 public:

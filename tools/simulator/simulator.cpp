@@ -112,6 +112,9 @@ void Simulator::start() {
         // Ten page requests in flight at once, and their kept-alive connections.
         role->server->new_task_queue = [] { return new httplib::ThreadPool(48); };
         role->server->set_keep_alive_timeout(2);
+        // Headers and body go out in separate writes: without this, delayed acknowledgements
+        // would add tens of milliseconds to every answer.
+        role->server->set_tcp_nodelay(true);
         Role* r = role.get();
         auto handle = [this, r](const httplib::Request& req, httplib::Response& res) {
             serve(*r, req, res);
