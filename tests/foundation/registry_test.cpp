@@ -62,7 +62,7 @@ TEST(SettingsStore, BrokenFilesGiveTheDefaults) {
         const char* what;
         QByteArray bytes;
     } cases[] = {
-        {"garbage", QByteArray("\x00\xff\x01[[[=\n=\n", 12)},
+        {"garbage", QByteArray("\x00\xff\x01[[[=\n=\n", 10)},
         {"no section", "A\n=\n==="},
         {"huge", "[General]\nA=big\n" + QByteArray(3 << 20, 'z')},
     };
