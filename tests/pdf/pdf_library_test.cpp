@@ -98,26 +98,6 @@ TEST(PageCopying, UnreadableSourcesGiveZeroAndLeaveTheOutputAsItWas) {
     PDocRelease(987654);
 }
 
-TEST(PageCopying, TruncatedSourceIsRefusedOrCopiedWhole) {
-    // qpdf may rebuild a file cut short. Either way the outcome is a clean one: refused, or
-    // a valid output with the pages that could be recovered.
-    const QString dir = freshDir(QStringLiteral("truncated"));
-    const QByteArray valid = makePdf({"t1", "t2", "t3"});
-    for (qsizetype cut : {valid.size() / 3, valid.size() / 2, valid.size() - 60}) {
-        const QString source = dir + QStringLiteral("/cut%1.pdf").arg(cut);
-        writeFile(source, valid.left(cut));
-        const QString target = source + QStringLiteral(".out.pdf");
-        const int32_t h = PDocNew(0, 0, target);
-        const bool copied = PDocMerge(h, source, 1, -1) != 0;
-        PDocRelease(h);
-        EXPECT_EQ(QFile::exists(target), copied);
-        if (copied) {
-            EXPECT_EQ(layoutProblems(readFile(target)), QStringList());
-            EXPECT_EQ(run(QStringLiteral("qpdf"), {QStringLiteral("--check"), target}).exitCode, 0);
-        }
-    }
-}
-
 TEST(PageCopying, SourceMayBeDeletedBeforeRelease) {
     const QString dir = freshDir(QStringLiteral("deleted"));
     const QString target = dir + QStringLiteral("/out.pdf");
@@ -130,15 +110,6 @@ TEST(PageCopying, SourceMayBeDeletedBeforeRelease) {
     EXPECT_FALSE(QFile::exists(target)); // complete only after the release
     PDocRelease(h);
     EXPECT_EQ(joinedIds(target), QStringList({"p1", "p2", "p3"}));
-}
-
-TEST(PageCopying, DocumentWithoutPagesLeavesNoFile) {
-    const QString dir = freshDir(QStringLiteral("nopages"));
-    const QString target = dir + QStringLiteral("/out.pdf");
-    PDocRelease(PDocNew(0, 0, target));
-    EXPECT_FALSE(QFile::exists(target));
-    merge_Espace_pdf(target, dir + QStringLiteral("/part"), 5, 0, QStringLiteral("EP1"));
-    EXPECT_FALSE(QFile::exists(target));
 }
 
 TEST(PageCopying, OutputKeepsItsLayoutWhateverTheSourceHolds) {
@@ -178,57 +149,18 @@ TEST(PageCopying, OutputKeepsItsLayoutWhateverTheSourceHolds) {
     EXPECT_EQ(run(QStringLiteral("qpdf"), {QStringLiteral("--check"), target}).exitCode, 0);
 }
 
-TEST(PageCopying, InheritedPageAttributesAndVersionCarryOver) {
-    const QString dir = freshDir(QStringLiteral("inherit"));
-    const QString old = sourceFile(dir, QStringLiteral("a.pdf"), {"a"});
-    QByteArray newer = makePdf({"b"});
-    newer.replace("%PDF-1.4", "%PDF-1.7");
-    writeFile(dir + QStringLiteral("/b.pdf"), newer);
-    const QString target = dir + QStringLiteral("/out.pdf");
-    const int32_t h = PDocNew(0, 0, target);
-    PDocMerge(h, old, 1, 1);
-    PDocMerge(h, dir + QStringLiteral("/b.pdf"), 1, 1);
-    PDocRelease(h);
-    const QByteArray out = readFile(target);
-    EXPECT_TRUE(out.startsWith("%PDF-1.7\r\n"));
-    // makePdf puts the media box on the page tree only.
-    EXPECT_EQ(out.count("\r\n/MediaBox [0 0 200 200]\r\n"), 2);
-}
-
-TEST(PageCopying, OwnerPasswordOnlySourcesAreCopiedDecrypted) {
-    const QString dir = freshDir(QStringLiteral("owner"));
-    const QString plain = sourceFile(dir, QStringLiteral("plain.pdf"), {"secret-page"});
-    const QString locked = dir + QStringLiteral("/locked.pdf");
-    run(QStringLiteral("qpdf"),
-        {QStringLiteral("--compress-streams=n"), QStringLiteral("--encrypt"), QString(),
-         QStringLiteral("owner"), QStringLiteral("256"), QStringLiteral("--"), plain, locked});
-    ASSERT_TRUE(QFile::exists(locked));
-    ASSERT_FALSE(readFile(locked).contains("secret-page"));
-    const QString target = dir + QStringLiteral("/out.pdf");
-    pdf2fp(locked, target);
-    EXPECT_EQ(joinedIds(target), QStringList({"secret-page"}));
-    EXPECT_FALSE(readFile(target).contains("/Encrypt"));
-}
-
-TEST(Procedures, CheckpdfProbesAndLeavesNoScratchFile) {
+TEST(Procedures, ProbeAndFrontPageLeaveTheSourceAndNoScratchFile) {
     const QString dir = freshDir(QStringLiteral("check"));
-    const QString good = sourceFile(dir, QStringLiteral("good.pdf"), {"one"});
+    const QString good = sourceFile(dir, QStringLiteral("EP1.pdf"), {"front", "p2", "p3"});
     const QString html = dir + QStringLiteral("/error.pdf");
     writeFile(html, "<!DOCTYPE html><html><body>404 Not Found</body></html>");
     EXPECT_TRUE(checkpdf(good));
     EXPECT_FALSE(checkpdf(html));
     EXPECT_FALSE(QFile::exists(good + QStringLiteral("_test.pdf")));
     EXPECT_FALSE(QFile::exists(html + QStringLiteral("_test.pdf")));
-    EXPECT_TRUE(QFile::exists(good));
-}
-
-TEST(Procedures, Pdf2fpStoresTheFirstPageAndKeepsTheSource) {
-    const QString dir = freshDir(QStringLiteral("fp"));
-    const QString doc = sourceFile(dir, QStringLiteral("EP1.pdf"), {"front", "p2", "p3"});
-    const QString fp = dir + QStringLiteral("/FP_EP1.pdf");
-    pdf2fp(doc, fp);
-    EXPECT_EQ(joinedIds(fp), QStringList({"front"}));
-    EXPECT_EQ(joinedIds(doc), QStringList({"front", "p2", "p3"}));
+    pdf2fp(good, dir + QStringLiteral("/FP_EP1.pdf"));
+    EXPECT_EQ(joinedIds(dir + QStringLiteral("/FP_EP1.pdf")), QStringList({"front"}));
+    EXPECT_EQ(joinedIds(good), QStringList({"front", "p2", "p3"}));
 }
 
 TEST(Procedures, MergeEspaceJoinsNumberedPartsAndDeletesThem) {
@@ -244,6 +176,10 @@ TEST(Procedures, MergeEspaceJoinsNumberedPartsAndDeletesThem) {
     for (int i : {1, 2, 4})
         EXPECT_FALSE(QFile::exists(prefix + QString::number(i) + ".pdf"));
     EXPECT_TRUE(QFile::exists(prefix + QStringLiteral("5.pdf"))); // beyond count + 1
+
+    // Without parts nothing is stored.
+    merge_Espace_pdf(dir + QStringLiteral("/none.pdf"), dir + QStringLiteral("/x"), 5);
+    EXPECT_FALSE(QFile::exists(dir + QStringLiteral("/none.pdf")));
 
     // Part 0 comes first; an absurd count still ends at once.
     sourceFile(dir, QStringLiteral("job8_0.pdf"), {"zero"});

@@ -94,6 +94,57 @@ QStringList pageIds(const QByteArray& pdf) {
     return ids;
 }
 
+QByteArray crSkeleton(const QByteArray& marker, const std::vector<QList<QByteArray>>& objects,
+                      const QByteArray& image, QList<qsizetype>* offsets) {
+    QByteArray out = "%PDF-1.1\r%" + marker + "\r";
+    QList<qsizetype> at;
+    for (size_t i = 0; i < objects.size(); ++i) {
+        at << out.size();
+        out += QByteArray::number(static_cast<int>(i) + 1) + " 0 obj\r";
+        for (const QByteArray& line : objects[i])
+            out += line + '\r';
+        if (i == 6)
+            out += image + "\rendstream\r";
+        out += "endobj\r";
+    }
+    const qsizetype xref = out.size();
+    out += "xref\r0 8\r0000000000 65535 f \r";
+    for (qsizetype offset : at)
+        out += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \r";
+    out += "trailer\r<</Size 8\r/Info 1 0 R\r/Root 3 0 R\r>>\rstartxref\r" +
+           QByteArray::number(xref) + "\r%%EOF\r";
+    if (offsets)
+        *offsets = at;
+    return out;
+}
+
+QByteArray makeTiff(const std::vector<TiffEntry>& entries, qsizetype stripAt,
+                    const QByteArray& strip) {
+    QByteArray t(std::max<qsizetype>(stripAt, 14 + 12 * static_cast<qsizetype>(entries.size())),
+                 '\0');
+    auto put = [&](qsizetype at, uint32_t v, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            t[at + i] = static_cast<char>((v >> (8 * i)) & 255);
+    };
+    t.replace(0, 4, QByteArray("II*\0", 4));
+    put(4, 8, 4);
+    put(8, static_cast<uint32_t>(entries.size()), 2);
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const qsizetype at = 10 + 12 * static_cast<qsizetype>(i);
+        put(at, entries[i].tag, 2);
+        put(at + 2, entries[i].type, 2);
+        put(at + 4, 1, 4);
+        put(at + 8, entries[i].value, entries[i].type == 3 ? 2 : 4);
+    }
+    return t.left(stripAt) + strip;
+}
+
+std::vector<TiffEntry> g4Entries(uint32_t width, uint32_t height, uint32_t stripAt,
+                                 uint32_t bytes) {
+    return {{256, 3, width},   {257, 3, height}, {258, 3, 1},      {259, 3, 4},    {262, 3, 0},
+            {273, 4, stripAt}, {277, 3, 1},      {278, 4, height}, {279, 4, bytes}};
+}
+
 QStringList layoutProblems(const QByteArray& pdf) {
     QStringList problems;
     const qsizetype xref = pdf.indexOf("xref");
@@ -176,30 +227,17 @@ int qpdfPageCount(const QString& path) {
 
 namespace {
 
-// Reads a binary PGM (P5) as pdftoppm writes it.
+// A binary PGM as pdftoppm writes it: "P5\n<width> <height>\n255\n" and the pixels.
 Gray readPgm(const QByteArray& data) {
     Gray image;
-    QList<QByteArray> fields;
-    qsizetype at = 0;
-    while (fields.size() < 4 && at < data.size()) {
-        while (at < data.size() && QChar::isSpace(static_cast<uchar>(data[at])))
-            ++at;
-        if (at < data.size() && data[at] == '#') {
-            at = data.indexOf('\n', at);
-            if (at < 0)
-                return image;
-            continue;
-        }
-        const qsizetype start = at;
-        while (at < data.size() && !QChar::isSpace(static_cast<uchar>(data[at])))
-            ++at;
-        fields.append(data.mid(start, at - start));
-    }
-    if (fields.size() < 4 || fields[0] != "P5")
+    const QList<QByteArray> head = data.left(64).split('\n');
+    const QList<QByteArray> size = head.value(1).split(' ');
+    if (head.size() < 4 || head[0] != "P5" || size.size() != 2)
         return image;
-    image.width = fields[1].toInt();
-    image.height = fields[2].toInt();
-    image.pixels = data.mid(at + 1, qsizetype{image.width} * image.height);
+    image.width = size[0].toInt();
+    image.height = size[1].toInt();
+    const qsizetype start = head[0].size() + head[1].size() + head[2].size() + 3;
+    image.pixels = data.mid(start, qsizetype{image.width} * image.height);
     return image;
 }
 

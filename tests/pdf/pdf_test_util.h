@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdint>
 #include <vector>
 
 #include "test_env.h" // also gives QString parameters readable names
@@ -35,6 +36,24 @@ QByteArray makePdf(const QStringList& ids, const QByteArray& extraContent = {},
                    const QByteArray& extraEntries = {});
 // The "% id:" marks of a file, in file order.
 QStringList pageIds(const QByteArray& pdf);
+
+// A hand-made one-page PDF as the TIFF and Canadian writers make it: "%PDF-1.1" and the
+// binary marker line, objects 1 to 7 from their lines (object 7's last line is "stream",
+// and the image and one CR follow it), every line ending in CR, the table from the running
+// byte count. offsets receives the objects' offsets.
+QByteArray crSkeleton(const QByteArray& marker, const std::vector<QList<QByteArray>>& objects,
+                      const QByteArray& image, QList<qsizetype>* offsets = nullptr);
+
+// A little-endian TIFF with its directory at byte 8 (entries: tag, type 3 or 4, value) and
+// the strip at stripAt.
+struct TiffEntry {
+    int tag;
+    int type;
+    uint32_t value;
+};
+QByteArray makeTiff(const std::vector<TiffEntry>& entries, qsizetype stripAt,
+                    const QByteArray& strip);
+std::vector<TiffEntry> g4Entries(uint32_t width, uint32_t height, uint32_t stripAt, uint32_t bytes);
 
 // Everything the joined files promise about their layout; empty when all is kept.
 QStringList layoutProblems(const QByteArray& pdf);
