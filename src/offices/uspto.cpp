@@ -64,7 +64,9 @@ QString uspto_lib(RunContext& ctx, const QString& prefix) {
                 ctx.Inet1.OpenURL(QStringLiteral("http://") + prefix +
                                   host_role(QLatin1String(role)) + QStringLiteral("/uspto.lib")))
             bytes = *answer;
-        if (write_file(path, bytes))
+        write_file(path, bytes);
+        // Even a file that could be written only in part is the program from now on.
+        if (file_exists(path))
             QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
     return path;
