@@ -154,6 +154,14 @@ void WebControl::finish(QNetworkReply* reply) {
         timeout_->stop();
     hasAnswer_ = !timedOut_ && isAnswer(reply);
     answer_ = hasAnswer_ ? reply->readAll() : QByteArray();
+    // A connection closed before the announced length arrived is a dropped connection,
+    // even where the network layer lets the cut answer pass as complete.
+    const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+    if (hasAnswer_ && announced.isValid() && !reply->hasRawHeader("Content-Encoding") &&
+        answer_.size() < announced.toLongLong()) {
+        hasAnswer_ = false;
+        answer_.clear();
+    }
     chunkPos_ = 0;
     // A failed connection is not kept for the next request: a retry starts afresh.
     if (!hasAnswer_ && manager_)

@@ -61,8 +61,10 @@ TEST(WebControl, RefusedDroppedAndStalledRequestsAnswerNothing) {
     EXPECT_EQ(fetch(w, QStringLiteral("http://127.0.0.1:%1/x").arg(closedPort), answered),
               QByteArray("unchanged"));
     EXPECT_FALSE(answered);
-    EXPECT_EQ(fetch(w, server.url("/drop"), answered), QByteArray("unchanged"));
-    EXPECT_FALSE(answered);
+    for (int i = 0; i < 50; ++i) { // a cut answer is never taken for a whole one
+        EXPECT_EQ(fetch(w, server.url("/drop"), answered), QByteArray("unchanged"));
+        EXPECT_FALSE(answered);
+    }
     QElapsedTimer t;
     t.start();
     EXPECT_EQ(fetch(w, server.url("/stall"), answered), QByteArray("unchanged"));

@@ -78,10 +78,13 @@ LoopbackServer::LoopbackServer(bool tls) : tls_(tls) {
         for (const auto& [k, v] : a.headers)
             res.set_header(k.c_str(), v);
         if (a.dropConnection) {
-            // Announce a body and then close the connection without sending it.
-            res.set_content_provider(
-                1000000, "text/html",
-                [](size_t, size_t, httplib::DataSink&) { return false; });
+            // Announce a body, send a piece of it and close the connection. (A close before
+            // any byte of the answer makes a client retry on a fresh connection.)
+            res.set_content_provider(1000000, "text/html",
+                                     [](size_t, size_t, httplib::DataSink& sink) {
+                                         sink.write("<html>cut", 9);
+                                         return false;
+                                     });
             return;
         }
         res.set_content(a.body, a.contentType.c_str());
