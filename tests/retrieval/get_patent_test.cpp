@@ -297,6 +297,24 @@ TEST_F(Chain, ReferencesWithSeveralCases) {
     EXPECT_EQ(pageLabels(file(QStringLiteral("EP1000001"), QStringLiteral("A!!B/"))).size(), 6);
 }
 
+// Odd spellings still end in one log line each, and nothing is left half-done.
+TEST_F(Chain, OddNumbersEndInOneLineEach) {
+    startSimulator();
+    const QStringList odd{QStringLiteral("ep 1000001 "),
+                          QStringLiteral("wo-a3"),
+                          QStringLiteral("EPB"),
+                          QStringLiteral("B1B1B1"),
+                          QStringLiteral("US1"),
+                          QStringLiteral("frb"),
+                          QStringLiteral("EP12345678901234567890B2"),
+                          QStringLiteral("JPA")};
+    order(odd.join(QStringLiteral("\r\n")));
+    const QStringList log = logRecords();
+    ASSERT_EQ(log.size(), odd.size()) << log.join(QLatin1Char('\n')).toStdString();
+    EXPECT_EQ(log.first(), QStringLiteral("EP1000001|REF|Downloaded (6 Pages )"));
+    EXPECT_TRUE(tempFiles().isEmpty());
+}
+
 TEST_F(Chain, CancelledOrderLogsNothing) {
     startSimulator();
     ctx.retrievers.depatis_download = [this](RunContext& c, QString&, const QString&, bool) {

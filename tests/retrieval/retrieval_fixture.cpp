@@ -1,5 +1,3 @@
-#define POINTERHOLDER_TRANSITION 4
-
 #include "retrieval_fixture.h"
 
 #include "foundation/general.h"
@@ -8,10 +6,7 @@
 #include "retrieval/get_patent.h"
 #include "settings_fixture.h"
 
-#include <qpdf/Buffer.hh>
-#include <qpdf/Pl_Buffer.hh>
-#include <qpdf/QPDF.hh>
-#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/qpdf-c.h>
 
 #include <QCoreApplication>
 #include <QDir>
@@ -115,23 +110,27 @@ QByteArray onePagePdf(const QString& label, int bytes) {
 
 QStringList pageLabels(const QString& file) {
     QStringList labels;
-    try {
-        QPDF q;
-        q.processFile(QFile::encodeName(file).constData());
-        static const QRegularExpression title(
-            QStringLiteral("\\(([^)]*)\\) Tj ET\\s*BT /F1 14 Tf 72 730 Td \\(Page (\\d+) of"));
-        for (QPDFPageObjectHelper& page : QPDFPageDocumentHelper(q).getAllPages()) {
-            Pl_Buffer buffer("contents");
-            page.pipeContents(&buffer);
-            std::unique_ptr<Buffer> b(buffer.getBuffer());
-            const QString text = QString::fromLatin1(reinterpret_cast<const char*>(b->getBuffer()),
-                                                     qsizetype(b->getSize()));
+    static const QRegularExpression title(
+        QStringLiteral("\\(([^)]*)\\) Tj ET\\s*BT /F1 14 Tf 72 730 Td \\(Page (\\d+) of"));
+    qpdf_data q = qpdf_init();
+    qpdf_silence_errors(q);
+    qpdf_set_suppress_warnings(q, QPDF_TRUE);
+    if (QFile::exists(file) &&
+        !(qpdf_read(q, QFile::encodeName(file).constData(), nullptr) & QPDF_ERRORS)) {
+        const int pages = qpdf_get_num_pages(q);
+        for (int i = 0; i < pages; ++i) {
+            unsigned char* data = nullptr;
+            size_t length = 0;
+            QString text;
+            if (!(qpdf_oh_get_page_content_data(q, qpdf_get_page_n(q, size_t(i)), &data, &length) &
+                  QPDF_ERRORS))
+                text = QString::fromLatin1(reinterpret_cast<const char*>(data), qsizetype(length));
+            free(data);
             const QRegularExpressionMatch m = title.match(text);
             labels << (m.hasMatch() ? m.captured(1) + QLatin1Char(' ') + m.captured(2)
                                     : QStringLiteral("?"));
         }
-    } catch (...) {
-        labels.clear();
     }
+    qpdf_cleanup(&q);
     return labels;
 }

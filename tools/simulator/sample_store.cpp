@@ -1,14 +1,9 @@
 #include "sample_store.h"
 
-// qpdf's smart pointers are the standard ones.
-#define POINTERHOLDER_TRANSITION 4
-
 #include "simulator.h"
 
 #include <httplib.h>
-#include <qpdf/QPDF.hh>
-#include <qpdf/QPDFPageDocumentHelper.hh>
-#include <qpdf/QPDFWriter.hh>
+#include <qpdf/qpdf-c.h>
 
 #include <QDir>
 #include <QFile>
@@ -35,28 +30,36 @@ QByteArray pdf_string(const QString& text) {
     return s;
 }
 
-// Cuts a document into one file per page below dir; returns the page count.
+// Cuts a document into one file per page below dir; returns the page count. (qpdf's C
+// interface: its C++ headers don't build with every compiler the project uses.)
 int split_document(const QString& document, const QString& dir) {
-    try {
-        QPDF in;
-        in.processFile(QFile::encodeName(document).constData());
-        std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(in).getAllPages();
-        int n = 0;
-        for (QPDFPageObjectHelper& page : pages) {
-            ++n;
-            QPDF out;
-            out.emptyPDF();
-            QPDFPageDocumentHelper(out).addPage(page, false);
+    qpdf_data in = qpdf_init();
+    qpdf_silence_errors(in);
+    qpdf_set_suppress_warnings(in, QPDF_TRUE);
+    int n = 0;
+    if (!(qpdf_read(in, QFile::encodeName(document).constData(), nullptr) & QPDF_ERRORS)) {
+        const int pages = qpdf_get_num_pages(in);
+        for (int i = 0; i < pages; ++i) {
+            qpdf_data out = qpdf_init();
+            qpdf_silence_errors(out);
             const QString file =
-                dir + QLatin1Char('/') + QString::number(n) + QStringLiteral(".pdf");
-            QPDFWriter writer(out, QFile::encodeName(file).constData());
-            writer.setStaticID(true);
-            writer.write();
+                dir + QLatin1Char('/') + QString::number(i + 1) + QStringLiteral(".pdf");
+            bool ok = !(qpdf_empty_pdf(out) & QPDF_ERRORS) &&
+                      !(qpdf_add_page(out, in, qpdf_get_page_n(in, size_t(i)), QPDF_FALSE) &
+                        QPDF_ERRORS) &&
+                      !(qpdf_init_write(out, QFile::encodeName(file).constData()) & QPDF_ERRORS);
+            if (ok) {
+                qpdf_set_static_ID(out, QPDF_TRUE);
+                ok = !(qpdf_write(out) & QPDF_ERRORS);
+            }
+            qpdf_cleanup(&out);
+            if (!ok)
+                break;
+            n = i + 1;
         }
-        return n;
-    } catch (...) {
-        return 0;
     }
+    qpdf_cleanup(&in);
+    return n;
 }
 
 // The page folder of a document, cut when missing or older than the document.
