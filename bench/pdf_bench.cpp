@@ -2,9 +2,11 @@
 //
 //   pdf_bench run <work folder>   prepares the inputs, measures, prints the ratios and exits
 //                                 non-zero when a target is missed (used by pdf_bench.sh)
-//   pdf_bench micro [options]     Google Benchmark timings of single operations
-//   pdf_bench idle | join <out> <pdf>... | tif <folder> <tiff>...
-//                                 the child processes that "run" measures
+//   pdf_bench micro <work folder> [Google Benchmark options]
+//                                 timings of single operations
+//   pdf_bench idle | join <out> <pdf>... | spawn <command>...
+//                                 the child processes that "run" measures, and the launcher
+//                                 that measures them
 
 #include "foundation/host.h"
 #include "pdf/page_count.h"
@@ -302,34 +304,37 @@ int runAll(const QString& self, const QString& work) {
                 memRatio, memRatioAboveIdle);
     verdict(memRatio <= 1.5);
 
-    // tif_to_pdf against tiff2pdf on the same 100 pages.
+    // tif_to_pdf against tiff2pdf on the same 100 pages, both as the program uses them: the
+    // writer called in process, the converter started through tif2pdf and waited for. The
+    // two take turns; each is the best of its runs.
+    HeadlessHost host;
     const QString tifOut = work + QStringLiteral("/tif-out");
     QDir().mkpath(tifOut);
-    const Sample hand = median([&] {
-        return measure(QStringList{self, QStringLiteral("tif"), tifOut} + tiffs);
-    });
-    const Sample converter = median([&] {
-        Sample total{0, 0, true};
-        for (const QString& t : tiffs) {
-            const Sample s =
-                measure({QStringLiteral("tiff2pdf"), QStringLiteral("-o"), tifOut + "/c.pdf", t});
-            total.seconds += s.seconds;
-            total.peakMB = std::max(total.peakMB, s.peakMB);
-            total.ok = total.ok && s.ok;
-        }
-        return total;
-    });
-    const double speedup = converter.seconds / hand.seconds;
-    std::printf("\ntif_to_pdf on %d Group 4 pages (one process) against tiff2pdf (one run each)\n",
+    double hand = 1e30, converter = 1e30;
+    for (int run = 0; run < kRuns; ++run) {
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < tiffs.size(); ++i)
+            tif_to_pdf(host, tifOut + QStringLiteral("/h%1.pdf").arg(i), tiffs[i]);
+        hand = std::min(hand, static_cast<double>(timer.nsecsElapsed()) / 1e9);
+        timer.start();
+        for (int i = 0; i < tiffs.size(); ++i)
+            tif2pdf(host, tifOut + QStringLiteral("/c%1.pdf").arg(i), tiffs[i],
+                    QStringLiteral("tiff2pdf"));
+        converter = std::min(converter, static_cast<double>(timer.nsecsElapsed()) / 1e9);
+    }
+    const bool converted = QFile::exists(tifOut + QStringLiteral("/c0.pdf")) &&
+                           QFile::exists(tifOut + QStringLiteral("/h0.pdf"));
+    const double speedup = converter / hand;
+    std::printf("\ntif_to_pdf against tif2pdf running tiff2pdf, on the same %d Group 4 pages\n",
                 kTiffPages);
-    std::printf("  wall time: ours %.3f s, tiff2pdf %.3f s, speed-up %.1fx (target >= 10x)\n",
-                hand.seconds, converter.seconds, speedup);
-    verdict(hand.ok && converter.ok && speedup >= 10.0);
+    std::printf("  wall time: ours %.3f s, tiff2pdf %.3f s, speed-up %.1fx (target >= 10x)\n", hand,
+                converter, speedup);
+    verdict(converted && speedup >= 10.0);
 
     // AddBookmark against reading and writing the file once, and against twice the file.
     // The four timings take turns, so that a busy moment of the machine hits all alike; each
     // is the best of its runs.
-    HeadlessHost host;
     const QString copy = work + QStringLiteral("/bookmarked.pdf");
     auto joined = [&](int pages) { return work + QStringLiteral("/joined%1.pdf").arg(pages); };
     // Dirty pages of earlier writes go to disk first, so that no run pays for another's.
@@ -435,14 +440,6 @@ int main(int argc, char** argv) {
             copied += PDocMerge(h, QString::fromLocal8Bit(argv[i]), 1, 1) ? 1 : 0;
         PDocRelease(h);
         return copied == argc - 3 ? 0 : 1;
-    }
-    if (mode == QStringLiteral("tif") && argc > 3) {
-        HeadlessHost host;
-        const QString out = QString::fromLocal8Bit(argv[2]);
-        for (int i = 3; i < argc; ++i)
-            tif_to_pdf(host, out + QStringLiteral("/t%1.pdf").arg(i),
-                       QString::fromLocal8Bit(argv[i]));
-        return 0;
     }
     if (mode == QStringLiteral("run") && argc > 2)
         return runAll(QCoreApplication::applicationFilePath(), QString::fromLocal8Bit(argv[2]));
