@@ -181,7 +181,7 @@ TEST(Procedures, MergeEspaceJoinsNumberedPartsAndDeletesThem) {
     merge_Espace_pdf(dir + QStringLiteral("/none.pdf"), dir + QStringLiteral("/x"), 5);
     EXPECT_FALSE(QFile::exists(dir + QStringLiteral("/none.pdf")));
 
-    // Part 0 comes first; an absurd count still ends at once.
+    // The file numbered 0 comes first; an absurd count still ends at once.
     sourceFile(dir, QStringLiteral("job8_0.pdf"), {"zero"});
     sourceFile(dir, QStringLiteral("job8_7.pdf"), {"seven"});
     sourceFile(dir, QStringLiteral("job8_07.pdf"), {"not-a-part-number"});
