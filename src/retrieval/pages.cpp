@@ -75,7 +75,6 @@ void pp_indexc(RunContext& ctx, int Index) {
                 QString::number(percent) + QStringLiteral("% "));
         ctx.doEvents();
         s.slot_done[size_t(Index)] = true;
-        ctx.UnloadInet2(Index);
         return;
     }
 
@@ -85,7 +84,6 @@ void pp_indexc(RunContext& ctx, int Index) {
         s.slot_done[size_t(Index)] = true;
         ctx.inf(s.page_name + QStringLiteral(" Page:") + QString::number(page) +
                 QStringLiteral(" failed"));
-        ctx.UnloadInet2(Index);
         s.pages_failed = true;
         return;
     }
@@ -117,6 +115,8 @@ void pages_parallel(RunContext& ctx, int& pageCount, const QString& baseUrl, int
             s.slot_file[i] = tempPrefix;
             s.slot_retries[i] = 0;
             lastTried = page;
+            // A slot keeps its web control, and with it its connection, from one batch to
+            // the next; all are unloaded when the run ends.
             ctx.LoadInet2(slot);
             WebControl& inet = ctx.Inet2(slot);
             inet.URL = page_url(baseUrl, page, timer_text());
@@ -157,6 +157,8 @@ void pages_parallel(RunContext& ctx, int& pageCount, const QString& baseUrl, int
                 ctx.waitForWebEvents();
         }
     }
+    for (int slot = 1; slot <= batch; ++slot)
+        ctx.UnloadInet2(slot);
     finish_pages(ctx, tempPrefix, outputFile, lastTried);
 }
 
