@@ -8,6 +8,44 @@
 
 #include <chrono>
 
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+// The server library listens with a queue of five connections. Ten page requests that
+// arrive together overflow it, and the kernel makes the ones it dropped wait a second
+// before they try again. So the listening socket is looked up among this process's
+// descriptors and given the system's longest queue; it is also kept out of programs that
+// this process starts.
+void widen_listen_queue(int port) {
+    DIR* dir = opendir("/proc/self/fd");
+    if (!dir)
+        return;
+    while (dirent* entry = readdir(dir)) {
+        const int fd = std::atoi(entry->d_name);
+        if (fd <= 2 || fd == dirfd(dir))
+            continue;
+        sockaddr_in address{};
+        socklen_t length = sizeof address;
+        int listening = 0;
+        socklen_t flagLength = sizeof listening;
+        if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0 &&
+            address.sin_family == AF_INET && ntohs(address.sin_port) == port &&
+            getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &flagLength) == 0 && listening) {
+            ::listen(fd, SOMAXCONN);
+            fcntl(fd, F_SETFD, FD_CLOEXEC);
+        }
+    }
+    closedir(dir);
+}
+
+} // namespace
+
 struct Simulator::Role {
     QString name;
     std::map<std::string, Handler> routes;
@@ -52,12 +90,15 @@ void Simulator::set_observer(Observer observer) {
     observer_ = std::move(observer);
 }
 
-void Simulator::pause(int ms) {
+void Simulator::pause_until(std::chrono::steady_clock::time_point until) {
     std::unique_lock<std::mutex> lock(mutex_);
-    stopped_.wait_for(lock, std::chrono::milliseconds(ms), [this] { return stopping_; });
+    stopped_.wait_until(lock, until, [this] { return stopping_; });
 }
 
 void Simulator::serve(Role& role, const httplib::Request& req, httplib::Response& res) {
+    // The latency counts from the request's arrival: the answer is made meanwhile.
+    const auto due =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(options_.latencyMs);
     Handler handler;
     Observer observer;
     {
@@ -83,14 +124,14 @@ void Simulator::serve(Role& role, const httplib::Request& req, httplib::Response
     }
     if (observer)
         observer(role.name, req.target);
-    if (options_.latencyMs > 0)
-        pause(options_.latencyMs);
-    if (!handler) {
+    if (handler) {
+        handler(req, res);
+    } else {
         res.status = 404;
         res.set_content("<html><body>Not found</body></html>", "text/html");
-        return;
     }
-    handler(req, res);
+    if (options_.latencyMs > 0)
+        pause_until(due);
 }
 
 void Simulator::start() {
@@ -112,6 +153,7 @@ void Simulator::start() {
         // Ten page requests in flight at once, and their kept-alive connections.
         role->server->new_task_queue = [] { return new httplib::ThreadPool(48); };
         role->server->set_keep_alive_timeout(2);
+        role->server->set_keep_alive_max_count(1000);
         // Headers and body go out in separate writes: without this, delayed acknowledgements
         // would add tens of milliseconds to every answer.
         role->server->set_tcp_nodelay(true);
@@ -127,6 +169,7 @@ void Simulator::start() {
             role->port = 0;
             continue;
         }
+        widen_listen_queue(role->port);
         // The socket listens from here on: connections wait in its queue until the
         // serving thread takes them.
         httplib::Server* server = role->server.get();

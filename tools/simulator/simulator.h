@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -25,7 +26,7 @@ struct Response;
 class Simulator {
 public:
     struct Options {
-        int latencyMs = 0;      // added to every answer
+        int latencyMs = 0;      // time from a request's arrival to its answer
         int pageFailures = 0;   // every page request fails this often before it succeeds
         bool dropPages = false; // page failures close the connection instead of answering HTML
         // Certificate and key (PEM files) of the roles served over https (see secure());
@@ -71,7 +72,7 @@ public:
 private:
     struct Role;
     void serve(Role& role, const httplib::Request& req, httplib::Response& res);
-    void pause(int ms);
+    void pause_until(std::chrono::steady_clock::time_point until);
 
     QString samples_;
     Options options_;
