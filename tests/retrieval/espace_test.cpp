@@ -182,18 +182,6 @@ TEST_F(EspaceRoute, CertificatesOfCorrection) {
     }
 }
 
-TEST_F(EspaceRoute, BookmarksOnlyWhenAskedFor) {
-    for (const char* setting : {"1", "0", ""}) {
-        SCOPED_TRACE(setting);
-        set_settings({{QStringLiteral("ADDBOOKMARKS"), QString::fromLatin1(setting)}});
-        reply("1@EP1@ID1@3@,1:Abstract,3:Claims@@@@");
-        ASSERT_EQ(bns(), target());
-        EXPECT_EQ(read_file(target()).contains("/Outlines"),
-                  QLatin1String(setting) == QLatin1String("1"));
-        QFile::remove(target());
-    }
-}
-
 TEST_F(EspaceRoute, WoYearsAndEpPadding) {
     const std::pair<const char*, const char*> years[] = {
         {"WO04123456", "WO2004123456"}, {"WO2004123456", "WO2004123456"},

@@ -274,7 +274,7 @@ TEST_F(Chain, FrontPageOnly) {
 
 TEST_F(Chain, BookmarksWhenAskedFor) {
     startSimulator();
-    for (const char* on : {"1", "0"}) {
+    for (const char* on : {"1", "0", ""}) {
         SCOPED_TRACE(on);
         set_settings({{QStringLiteral("ADDBOOKMARKS"), QString::fromLatin1(on)}});
         QFile::remove(file(QStringLiteral("EP1000001")));
