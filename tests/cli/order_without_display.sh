@@ -23,7 +23,7 @@ mkdir -p "$root/config/Tarnwell"
     done
 } > "$root/config/Tarnwell/brightquill.ini"
 
-env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM \
+env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM -u http_proxy -u https_proxy -u HTTP_PROXY -u HTTPS_PROXY \
     XDG_CONFIG_HOME="$root/config" XDG_CONFIG_DIRS="$root/xdg" XDG_DATA_HOME="$root/data" \
     HOME="$root/home" TMPDIR="$root" LC_ALL=C \
     timeout 120 "$program" "/P:EP1234567,WO0012345 /R:CASE 7" 2> "$root/stderr.txt"
