@@ -2,6 +2,8 @@
 #include "order/order_run.h"
 #include "uspto_fixture.h"
 
+#include <optional>
+
 using Answer = LoopbackServer::Answer;
 
 TEST_F(UsptoTest, OrderSendsForcedAndBareNumbersToTheImageServers) {
@@ -29,13 +31,14 @@ TEST_F(UsptoTest, OutcomesOfOneFetch) {
     struct Case {
         const char* name;
         Answer answer;
-        const char* onDisk; // content left as US5123456.pdf, "-" for no file
-        const char* result; // the result word in the report
-        const char* status; // the last status before the window title is reset
+        std::optional<QByteArray> onDisk; // content left as US5123456.pdf
+        const char* result;               // the result word in the report
+        const char* status;               // the last status before the window title is reset
     } cases[] = {
-        {"pdf", Answer::bytes(pdf), "pdf", "Downloaded (3 Pages )", "US5123456 Done"},
-        {"html", Answer::text("<html>Not found</html>", 404), "-", "US5123456 Error in download",
-         "US5123456 - US5123456 Error in download"},
+        {"pdf", Answer::bytes(pdf), QByteArray::fromStdString(pdf), "Downloaded (3 Pages )",
+         "US5123456 Done"},
+        {"html", Answer::text("<html>Not found</html>", 404), std::nullopt,
+         "US5123456 Error in download", "US5123456 - US5123456 Error in download"},
         // A fetch without answer writes nothing; the page count then leaves an empty file
         // that is logged as downloaded and counts as cached from now on.
         {"refused", refused(), "", "Downloaded (0.00 MB )", "US5123456 Starting download"},
@@ -53,13 +56,8 @@ TEST_F(UsptoTest, OutcomesOfOneFetch) {
         EXPECT_GE(server.requestCount(), 1u);
         EXPECT_TRUE(server.requestCount() == 1 || c.answer.status == 302);
         const QString file = pdfdir + "US5123456.pdf";
-        if (QByteArray(c.onDisk) == "-") {
-            EXPECT_FALSE(QFile::exists(file));
-        } else {
-            EXPECT_EQ(read_file(file), QByteArray(c.onDisk) == "pdf"
-                                           ? QByteArray::fromStdString(pdf)
-                                           : QByteArray(c.onDisk));
-        }
+        EXPECT_EQ(QFile::exists(file), c.onDisk.has_value());
+        EXPECT_EQ(read_file(file), c.onDisk.value_or(""));
         EXPECT_EQ(ctx.state.report_text, "US5123456      \t" + QString(c.result) + "\r\n");
         EXPECT_EQ(host.statusHistory.last(), c.status);
         EXPECT_EQ(host.title(), "Bright Quill - Desktop edition");

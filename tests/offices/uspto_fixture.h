@@ -9,6 +9,7 @@
 #include "loopback_server.h"
 #include "pdf/pdf_library.h"
 #include "pdf/tiff_writer.h"
+#include "recording_shell.h"
 #include "settings_fixture.h"
 #include "test_env.h"
 #include "uspto_samples.h"
@@ -24,12 +25,6 @@
 #include <sys/socket.h>
 
 #include <gtest/gtest.h>
-
-struct QuietShell : Shell {
-    bool open(const QString&) override { return true; }
-    bool print(const QString&) override { return true; }
-    bool startDetached(const QString&, const QStringList&) override { return true; }
-};
 
 class UsptoTest : public ::testing::Test {
 public:
@@ -100,16 +95,18 @@ protected:
     static QStringList files(const QString& folder) {
         return QDir(folder).entryList(QDir::Files, QDir::Name);
     }
-    int requests_for(const std::string& path) const {
-        int n = 0;
+    // The targets of the requests for one path, in order.
+    std::vector<std::string> targets_of(const std::string& path) const {
+        std::vector<std::string> t;
         for (const auto& r : server.requests())
-            n += r.path == path;
-        return n;
+            if (r.path == path)
+                t.push_back(r.target);
+        return t;
     }
 
     QString root, pdfdir, tempdir;
     LoopbackServer server;
     HeadlessHost host;
-    QuietShell shell;
+    RecordingShell shell;
     RunContext ctx{host, shell};
 };

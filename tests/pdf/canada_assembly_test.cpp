@@ -5,8 +5,6 @@
 
 #include "pdf_test_util.h"
 
-#include <QFile>
-
 #include <gtest/gtest.h>
 
 using namespace pdftest;
@@ -51,16 +49,14 @@ QByteArray expectedPage(const QByteArray& width, const QByteArray& height,
 } // namespace
 
 TEST(CanadaAssembly, CutsSectionsIntoNumberedPagesWithEntries) {
-    const QString dir = freshDir(QStringLiteral("canada"));
-    const QString src = dir + QStringLiteral("/CA2000000");
-    const QString out = dir + QStringLiteral("/page");
+    const QString dir = freshDir("canada"), src = dir + "/CA2000000", out = dir + "/page";
     // 1, 3 and 2 images; the disclosures and the drawings are missing.
     QList<QByteArray> images;
     for (const auto& [ending, count] : {std::pair{"_cov", 1}, {"_abs", 3}, {"_clm", 2}}) {
         QList<QByteArray> section;
         for (int i = 0; i < count; ++i)
             section << ending + QByteArray::number(i) + QByteArray(40 + i, 'g');
-        writeFile(src + QLatin1String(ending) + QStringLiteral(".pdf"), sectionPdf(section));
+        writeFile(src + ending + ".pdf", sectionPdf(section));
         images += section;
     }
     writeFile(out, "old target");
@@ -68,47 +64,44 @@ TEST(CanadaAssembly, CutsSectionsIntoNumberedPagesWithEntries) {
     QString desc;
     can_to_pdf(out, src, pages, desc);
     EXPECT_EQ(pages, 6);
-    EXPECT_EQ(desc, QStringLiteral("1:Cover Page,2:Abstract,5:Claims"));
+    EXPECT_EQ(desc, "1:Cover Page,2:Abstract,5:Claims");
     EXPECT_FALSE(QFile::exists(out));
     // The image runs from the line end behind "stream" to the one before "endstream",
     // which stays behind.
     for (int n = 0; n < 6; ++n)
-        EXPECT_EQ(readFile(out + QStringLiteral("_%1.pdf").arg(n)),
+        EXPECT_EQ(readFile(out + QString("_%1.pdf").arg(n)),
                   expectedPage("1728", "2200", "\n" + images[n]))
             << n;
-    EXPECT_FALSE(QFile::exists(out + QStringLiteral("_6.pdf")));
-    EXPECT_FALSE(QFile::exists(out + QStringLiteral("_0.pdf.tmp")));
-    EXPECT_TRUE(checkpdf(out + QStringLiteral("_0.pdf")));
+    EXPECT_FALSE(QFile::exists(out + "_6.pdf"));
+    EXPECT_FALSE(QFile::exists(out + "_0.pdf.tmp"));
+    EXPECT_TRUE(checkpdf(out + "_0.pdf"));
 
     // An incoming description gets a comma first.
-    QString front = QStringLiteral("1:Front");
+    QString front = "1:Front";
     can_to_pdf(out, src, pages, front);
-    EXPECT_EQ(front, QStringLiteral("1:Front,1:Cover Page,2:Abstract,5:Claims"));
+    EXPECT_EQ(front, "1:Front,1:Cover Page,2:Abstract,5:Claims");
 }
 
 TEST(CanadaAssembly, OddSectionsKeepTheirDocumentedQuirksAndEnd) {
-    const QString dir = freshDir(QStringLiteral("canada-odd"));
-    const QString src = dir + QStringLiteral("/CA1");
-    const QString out = dir + QStringLiteral("/p");
+    const QString dir = freshDir("canada-odd"), src = dir + "/CA1", out = dir + "/p";
     const QByteArray marker = "/DecodeParms << /K -1 /Columns ";
     // A cover without images still moves the page counter on; "864" takes the line end that
     // follows it as its fourth character.
-    writeFile(src + QStringLiteral("_cov.pdf"), "%PDF-1.4\n1 0 obj\n<< >>\nendobj\n");
-    writeFile(src + QStringLiteral("_abs.pdf"), sectionPdf({"tiny"}, "864"));
+    writeFile(src + "_cov.pdf", "%PDF-1.4\n1 0 obj\n<< >>\nendobj\n");
+    writeFile(src + "_abs.pdf", sectionPdf({"tiny"}, "864"));
     // Markers without a stream, a stream that never ends, and noise.
-    writeFile(src + QStringLiteral("_dis.pdf"), marker + "1728 >>\n" + marker + "1728 >>\n");
-    writeFile(src + QStringLiteral("_clm.pdf"),
+    writeFile(src + "_dis.pdf", marker + "1728 >>\n" + marker + "1728 >>\n");
+    writeFile(src + "_clm.pdf",
               "/Type /XObject /Width 1728 /Height 99 " + marker + "1728 >>\nstream\nunending data");
-    writeFile(src + QStringLiteral("_drw.pdf"), QByteArray(3000, '\xff'));
+    writeFile(src + "_drw.pdf", QByteArray(3000, '\xff'));
     int32_t pages = 0;
     QString desc;
     can_to_pdf(out, src, pages, desc);
-    EXPECT_EQ(desc, QStringLiteral("2:Abstract,3:Disclosures,4:Claims"));
+    EXPECT_EQ(desc, "2:Abstract,3:Disclosures,4:Claims");
     EXPECT_EQ(pages, 4);
-    EXPECT_FALSE(QFile::exists(out + QStringLiteral("_0.pdf")));
-    EXPECT_EQ(readFile(out + QStringLiteral("_1.pdf")), expectedPage("864\n", "2200", "\ntiny"));
-    EXPECT_EQ(readFile(out + QStringLiteral("_3.pdf")),
-              expectedPage("1728", "99 /", "\nunending data"));
+    EXPECT_FALSE(QFile::exists(out + "_0.pdf"));
+    EXPECT_EQ(readFile(out + "_1.pdf"), expectedPage("864\n", "2200", "\ntiny"));
+    EXPECT_EQ(readFile(out + "_3.pdf"), expectedPage("1728", "99 /", "\nunending data"));
     for (int n = 1; n <= 3; ++n)
-        EXPECT_TRUE(checkpdf(out + QStringLiteral("_%1.pdf").arg(n))) << n;
+        EXPECT_TRUE(checkpdf(out + QString("_%1.pdf").arg(n))) << n;
 }

@@ -1,13 +1,20 @@
 #pragma once
 
-// Helpers shared by the PDF toolkit tests: files, external programs, generated PDFs, the
-// layout check of joined files, and rendering through pdftoppm.
+// Helpers shared by the PDF toolkit tests: files, external programs, generated PDFs and
+// TIFFs, the layout check of joined files, and rendering through pdftoppm.
 
-#include <QByteArray>
-#include <QString>
-#include <QStringList>
+#include "pdf/pdf_library.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "test_env.h" // also gives QString parameters readable names
@@ -15,34 +22,115 @@
 namespace pdftest {
 
 // A new, empty folder below the test root.
-QString freshDir(const QString& name);
-QByteArray readFile(const QString& path);
-void writeFile(const QString& path, const QByteArray& data);
+inline QString freshDir(QString name) {
+    static int serial = 0;
+    const QString path = test_root() + QString("/t%1-").arg(++serial) + name.replace('/', '_');
+    QDir(path).removeRecursively();
+    QDir().mkpath(path);
+    return path;
+}
+
+inline QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+inline void writeFile(const QString& path, const QByteArray& data) {
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(data);
+}
 
 struct RunResult {
     int exitCode = -1; // -1: could not be started or crashed
     QByteArray out;
     QByteArray err;
 };
-RunResult run(const QString& program, const QStringList& args);
+inline RunResult run(const QString& program, const QStringList& args) {
+    QProcess process;
+    process.start(program, args);
+    const bool ended = process.waitForFinished(-1) && process.exitStatus() == QProcess::NormalExit;
+    return {ended ? process.exitCode() : -1, process.readAllStandardOutput(),
+            process.readAllStandardError()};
+}
 
 // ../shared/corpus/<sub>, or empty when the folder is absent.
-QString corpusDir(const QString& sub);
+inline QString corpusDir(const QString& sub) {
+    const QDir dir(BQ_SHARED_DIR "/corpus/" + sub);
+    return dir.exists() ? dir.absolutePath() : QString();
+}
+
+// Joins every page of the sources, in order, into target; false when one was refused.
+inline bool joinWhole(const QString& target, const QStringList& sources) {
+    const int32_t h = PDocNew(0, 0, target);
+    bool all = true;
+    for (const QString& source : sources)
+        all = PDocMerge(h, source, 1, -1) != 0 && all;
+    PDocRelease(h);
+    return all;
+}
 
 // A valid PDF with one page per id. Each page draws a box whose place depends on the id and
 // carries the comment "% id:<id>" in its uncompressed content stream, followed by
 // extraContent; extraEntries go into each page dictionary.
-QByteArray makePdf(const QStringList& ids, const QByteArray& extraContent = {},
-                   const QByteArray& extraEntries = {});
+inline QByteArray makePdf(const QStringList& ids, const QByteArray& extraContent = {},
+                          const QByteArray& extraEntries = {}) {
+    QByteArray out = "%PDF-1.4\n", kids;
+    QList<qsizetype> offsets;
+    auto object = [&](const QByteArray& body) {
+        offsets.append(out.size());
+        out += QByteArray::number(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
+    };
+    for (qsizetype i = 0; i < ids.size(); ++i)
+        kids += QByteArray::number(3 + 2 * i) + " 0 R ";
+    object("<< /Type /Catalog /Pages 2 0 R >>");
+    object("<< /Type /Pages /Kids [" + kids + "] /Count " + QByteArray::number(ids.size()) +
+           " /MediaBox [0 0 200 200] >>");
+    for (qsizetype i = 0; i < ids.size(); ++i) {
+        const int h = static_cast<int>(qHash(ids[i]) % 150);
+        const QByteArray content = "% id:" + ids[i].toLatin1() + "\n0 0 0 rg " +
+                                   QByteArray::number(10 + h / 3) + " " + QByteArray::number(h) +
+                                   " 40 40 re f\n" + extraContent;
+        object("<< /Type /Page /Parent 2 0 R /Contents " + QByteArray::number(4 + 2 * i) + " 0 R " +
+               extraEntries + " >>");
+        object("<< /Length " + QByteArray::number(content.size()) + " >>\nstream\n" + content +
+               "endstream");
+    }
+    const QByteArray size = QByteArray::number(offsets.size() + 1),
+                     xref = QByteArray::number(out.size());
+    out += "xref\n0 " + size + "\n0000000000 65535 f \n";
+    for (qsizetype offset : offsets)
+        out += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
+    return out + "trailer\n<< /Size " + size + " /Root 1 0 R >>\nstartxref\n" + xref + "\n%%EOF\n";
+}
+
 // The "% id:" marks of a file, in file order.
-QStringList pageIds(const QByteArray& pdf);
+inline QStringList pageIds(const QByteArray& pdf) {
+    QStringList ids;
+    for (qsizetype at = pdf.indexOf("% id:"); at >= 0; at = pdf.indexOf("% id:", at + 1))
+        ids.append(QString::fromLatin1(pdf.mid(at + 5, pdf.indexOf('\n', at) - at - 5)));
+    return ids;
+}
 
 // A hand-made one-page PDF as the TIFF and Canadian writers make it: "%PDF-1.1" and the
 // binary marker line, objects 1 to 7 from their lines (object 7's last line is "stream",
 // and the image and one CR follow it), every line ending in CR, the table from the running
 // byte count. offsets receives the objects' offsets.
-QByteArray crSkeleton(const QByteArray& marker, const std::vector<QList<QByteArray>>& objects,
-                      const QByteArray& image, QList<qsizetype>* offsets = nullptr);
+inline QByteArray crSkeleton(const QByteArray& marker,
+                             const std::vector<QList<QByteArray>>& objects, const QByteArray& image,
+                             QList<qsizetype>* offsets = nullptr) {
+    QByteArray out = "%PDF-1.1\r%" + marker + "\r", table;
+    for (size_t i = 0; i < objects.size(); ++i) {
+        if (offsets)
+            offsets->append(out.size());
+        table += QByteArray::number(out.size()).rightJustified(10, '0') + " 00000 n \r";
+        out += QByteArray::number(i + 1) + " 0 obj\r" + objects[i].join('\r') + '\r';
+        out += (i == 6 ? image + "\rendstream\r" : QByteArray()) + "endobj\r";
+    }
+    return out + "xref\r0 8\r0000000000 65535 f \r" + table +
+           "trailer\r<</Size 8\r/Info 1 0 R\r/Root 3 0 R\r>>\rstartxref\r" +
+           QByteArray::number(out.size()) + "\r%%EOF\r";
+}
 
 // A little-endian TIFF with its directory at byte 8 (entries: tag, type 3 or 4, value) and
 // the strip at stripAt.
@@ -51,26 +139,121 @@ struct TiffEntry {
     int type;
     uint32_t value;
 };
-QByteArray makeTiff(const std::vector<TiffEntry>& entries, qsizetype stripAt,
-                    const QByteArray& strip);
-std::vector<TiffEntry> g4Entries(uint32_t width, uint32_t height, uint32_t stripAt, uint32_t bytes);
+inline QByteArray makeTiff(const std::vector<TiffEntry>& entries, qsizetype stripAt,
+                           const QByteArray& strip) {
+    const auto n = static_cast<qsizetype>(entries.size());
+    QByteArray t(std::max<qsizetype>(stripAt, 14 + 12 * n), '\0');
+    auto put = [&](qsizetype at, uint32_t v, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            t[at + i] = static_cast<char>((v >> (8 * i)) & 255);
+    };
+    t.replace(0, 4, QByteArray("II*\0", 4));
+    put(4, 8, 4);
+    put(8, static_cast<uint32_t>(n), 2);
+    for (qsizetype i = 0; i < n; ++i) {
+        const TiffEntry& e = entries[static_cast<size_t>(i)];
+        put(10 + 12 * i, e.tag, 2);
+        put(12 + 12 * i, e.type, 2);
+        put(14 + 12 * i, 1, 4);
+        put(18 + 12 * i, e.value, e.type == 3 ? 2 : 4);
+    }
+    return t.left(stripAt) + strip;
+}
+inline std::vector<TiffEntry> g4Entries(uint32_t width, uint32_t height, uint32_t stripAt,
+                                        uint32_t bytes) {
+    return {{256, 3, width},   {257, 3, height}, {258, 3, 1},      {259, 3, 4},    {262, 3, 0},
+            {273, 4, stripAt}, {277, 3, 1},      {278, 4, height}, {279, 4, bytes}};
+}
 
 // Everything the joined files promise about their layout; empty when all is kept.
-QStringList layoutProblems(const QByteArray& pdf);
+inline QStringList layoutProblems(const QByteArray& pdf) {
+    const qsizetype xref = pdf.indexOf("xref");
+    if (xref < 0 || pdf.mid(xref - 2, 8) != "\r\nxref\r\n")
+        return {"no classic xref table after CR LF as the first \"xref\""};
+    const QByteArray objects = pdf.left(xref), tail = pdf.mid(xref);
+    QByteArray text; // the objects without their stream data
+    for (qsizetype at = 0; at >= 0 && at < objects.size();) {
+        const qsizetype stream = objects.indexOf("\r\nstream\r\n", at);
+        const qsizetype stop = stream < 0 ? objects.size() : stream + 10;
+        text += objects.mid(at, stop - at);
+        at = stream < 0 ? -1 : objects.indexOf("\r\nendstream\r\n", stop);
+    }
+    static const QRegularExpression sizeLine("\r\n/Size (\\d+)\r\n"), bareEnd("\r(?!\n)|(?<!\r)\n");
+    const auto size = sizeLine.match(QString::fromLatin1(tail));
+    QStringList problems;
+    const std::pair<bool, const char*> rules[] = {
+        {!tail.contains("\r\ntrailer\r\n"), "no trailer line"},
+        {!size.hasMatch(), "/Size not on a line of its own"},
+        {!tail.contains("\r\n/Root "), "/Root not on a line of its own"},
+        {objects.contains("/ObjStm") || objects.contains("/XRef"), "object or xref streams used"},
+        {!objects.contains("\r\n/Type /Catalog\r\n"), "/Type /Catalog not on a line of its own"},
+        {text.contains("\n/Type /Pages"), "a line starts with /Type /Pages"},
+        {bareEnd.match(QString::fromLatin1(text)).hasMatch() || !objects.endsWith("\r\n"),
+         "a line outside stream data does not end in CR LF"},
+    };
+    for (const auto& [broken, what] : rules)
+        if (broken)
+            problems << what;
 
-// Page count as qpdf sees it; -1 when qpdf cannot read the file.
-int qpdfPageCount(const QString& path);
+    // Every object opens after CR LF, numbered 1 .. /Size - 1 without gaps, each once.
+    const int count = size.hasMatch() ? size.captured(1).toInt() : 0;
+    QList<int> seen(count + 1, 0);
+    static const QRegularExpression anyObject("(\r\n)?(\\d+) 0 obj\r\n");
+    for (auto it = anyObject.globalMatch(QString::fromLatin1(text)); it.hasNext();) {
+        const auto m = it.next();
+        const int n = m.captured(2).toInt();
+        if (m.captured(1).isEmpty())
+            problems << QString("object %1 does not follow CR LF").arg(n);
+        if (n < 1 || n >= count)
+            problems << QString("object %1 outside 1 .. /Size - 1").arg(n);
+        else
+            ++seen[n];
+    }
+    for (int n = 1; n < count; ++n)
+        if (seen[n] != 1)
+            problems << QString("object %1 appears %2 times").arg(n).arg(seen[n]);
+    return problems;
+}
 
-struct Gray {
-    int width = 0;
-    int height = 0;
-    QByteArray pixels; // one byte per pixel
-};
-// Renders pages first..last (1-based) as grey images. With width and height set, each page
-// is scaled to exactly that size; otherwise it is rendered at dpi.
-std::vector<Gray> render(const QString& pdf, int first, int last, int dpi, int width = 0,
-                         int height = 0);
+// qpdf --check passes: exit 0, or with allowWarnings also 3 as long as no error is told.
+inline ::testing::AssertionResult qpdfChecks(const QString& path, bool allowWarnings = false) {
+    const RunResult r = run("qpdf", {"--check", path});
+    if (r.exitCode == 0 || (allowWarnings && r.exitCode == 3 && !(r.out + r.err).contains("ERROR")))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << r.out.constData() << r.err.constData();
+}
+
+// Page count as qpdf sees it in the page tree; -1 when qpdf cannot read the file.
+inline int qpdfPageCount(const QString& path) {
+    const RunResult r = run("qpdf", {"--show-pages", path});
+    if (r.exitCode != 0 && r.exitCode != 3)
+        return -1;
+    return static_cast<int>(r.out.count("\npage ") + (r.out.startsWith("page ") ? 1 : 0));
+}
+
+// Renders pages 1..last with pdftoppm and the given size options ("-r", "20", ...) as PGM
+// files: "P5\n<width> <height>\n255\n" and one grey byte per pixel.
+inline std::vector<QByteArray> render(const QString& pdf, int last, const QStringList& size) {
+    const QString dir = freshDir("render");
+    run("pdftoppm",
+        QStringList{"-gray", "-l", QString::number(last)} + size + QStringList{pdf, dir + "/p"});
+    std::vector<QByteArray> pages;
+    // pdftoppm pads page numbers to the same width, so the names sort in page order.
+    for (const QString& f : QDir(dir).entryList({"p-*.pgm"}, QDir::Files, QDir::Name))
+        pages.push_back(readFile(dir + '/' + f));
+    QDir(dir).removeRecursively();
+    return pages;
+}
+
 // Share of pixels whose grey levels differ by more than threshold; 1 when sizes differ.
-double differingShare(const Gray& a, const Gray& b, int threshold);
+inline double differingShare(const QByteArray& a, const QByteArray& b, int threshold) {
+    const qsizetype start = a.indexOf("\n255\n") + 5;
+    if (start < 5 || start >= a.size() || a.size() != b.size() || a.left(start) != b.left(start))
+        return 1.0;
+    qsizetype differing = 0;
+    for (qsizetype i = start; i < a.size(); ++i)
+        differing += std::abs(uchar(a[i]) - uchar(b[i])) > threshold;
+    return static_cast<double>(differing) / static_cast<double>(a.size() - start);
+}
 
 } // namespace pdftest
