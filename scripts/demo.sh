@@ -85,5 +85,9 @@ if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
     ls -l "$demo/pdf/$reference" 2>/dev/null | sed '1d; s/^/  /'
 else
     echo "demo: starting the program with the sample list; press the order button"
-    "$build/brightquill" "$list"
+    "$build/brightquill" "$list" || true
+    # Cancel ends the program and starts a new copy of it: serve until the last one closes.
+    while pgrep -f "^$build/brightquill" >/dev/null; do
+        sleep 1
+    done
 fi
