@@ -5,7 +5,6 @@
 #include "retrieval_fixture.h"
 #include "settings_fixture.h"
 
-#include <QDir>
 #include <QFile>
 
 namespace {
@@ -37,12 +36,8 @@ class CompanyServers : public RetrievalTest {
 protected:
     void SetUp() override {
         RetrievalTest::SetUp();
-        doc_ = onePagePdf(QStringLiteral("W"), 3000).toStdString();
-        services.on("/lookup/wipop2.asp", [this](const Request&) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            return Answer::text(reply_);
-        });
-        services.on("/doc.pdf", [this](const Request&) { return Answer::bytes(doc_); });
+        services.on("/doc.pdf", [doc = onePagePdf(QStringLiteral("W"), 3000).toStdString()](
+                                    const Request&) { return Answer::bytes(doc); });
         services.on("/other.pdf", [](const Request&) {
             return Answer::bytes(onePagePdf(QStringLiteral("O"), 3000).toStdString());
         });
@@ -57,8 +52,7 @@ protected:
         RetrievalTest::TearDown();
     }
     void reply(const std::string& text) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        reply_ = text;
+        services.on("/lookup/wipop2.asp", [text](const Request&) { return Answer::text(text); });
     }
     std::string server() const { return services.host().toStdString(); }
     QString wipo(QString number) {
@@ -73,21 +67,15 @@ protected:
     }
 
     LoopbackServer services;
-
-private:
-    std::mutex mutex_;
-    std::string reply_;
-    std::string doc_;
 };
 
 TEST_F(CompanyServers, WipoAsksWithTheKindCodeApart) {
     reply("");
     wipo(QStringLiteral("wo03-012345a1"));
     wipo(QStringLiteral("WO2004012345"));
-    const auto targets = services.targets();
-    ASSERT_EQ(targets.size(), 2u);
-    EXPECT_EQ(targets[0], "/lookup/wipop2.asp?pn=WO03012345&KD=A1");
-    EXPECT_EQ(targets[1], "/lookup/wipop2.asp?pn=WO2004012345");
+    EXPECT_EQ(services.targets(),
+              (std::vector<std::string>{"/lookup/wipop2.asp?pn=WO03012345&KD=A1",
+                                        "/lookup/wipop2.asp?pn=WO2004012345"}));
 }
 
 // wipop2.asp replies: "PAGES=" in any case makes one valid; line 0 and the last line are
@@ -209,17 +197,11 @@ TEST_F(CompanyServers, BnsDownloadGivesUpAfterElevenTries) {
 }
 
 TEST(RetrievalRules, ValReadsLeadingDigits) {
-    const std::pair<const char*, int> cases[] = {{"12", 12},
-                                                 {" 12abc", 12},
-                                                 {"1 2", 12},
-                                                 {"abc", 0},
-                                                 {"", 0},
-                                                 {"-1", -1},
-                                                 {"+7", 7},
-                                                 {"1000000000", 1000000000},
-                                                 {"99999999999", 0},
-                                                 {"3.9", 3},
-                                                 {"\t\n5", 5}};
+    const std::pair<const char*, int> cases[] = {
+        {"12", 12},   {" 12abc", 12},    {"1 2", 12},
+        {"abc", 0},   {"", 0},           {"-1", -1},
+        {"+7", 7},    {"3.9", 3},        {"1000000000", 1000000000},
+        {"\t\n5", 5}, {"99999999999", 0}};
     for (const auto& [text, value] : cases)
         EXPECT_EQ(vb_val(QString::fromLatin1(text)), value) << text;
 }

@@ -5,7 +5,6 @@
 #include "retrieval_fixture.h"
 #include "settings_fixture.h"
 
-#include <QDir>
 #include <QFile>
 
 namespace {
@@ -22,15 +21,9 @@ class EspaceRoute : public RetrievalTest {
 protected:
     void SetUp() override {
         RetrievalTest::SetUp();
-        QDir().mkpath(pdf);
-        QDir().mkpath(tmp);
         for (int n = 1; n <= 3; ++n)
             pages_[n] = onePagePdf(QStringLiteral("P%1").arg(n)).toStdString();
         // The lookup server: bns.asp hands out the pages of a three-page document "ID1".
-        lookup.on("/bnsinfo.asp", [this](const Request&) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            return reply_.dropConnection ? reply_ : Answer::text(reply_.body);
-        });
         lookup.on("/bns.asp", [this](const Request& r) {
             const int pg = std::atoi(query(r, "PG").c_str());
             if (query(r, "ID") != "ID1" || !pages_.count(pg))
@@ -39,13 +32,8 @@ protected:
         });
         point_roles({"CompanyLookupHost"}, lookup.host());
     }
-    void reply(const std::string& body) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        reply_ = Answer::text(body);
-    }
-    void dropReply() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        reply_ = Answer::drop();
+    void reply(const Answer& answer) {
+        lookup.on("/bnsinfo.asp", [answer](const Request&) { return answer; });
     }
     QString target(const QString& number = QStringLiteral("EP1")) const {
         return pdf + number + QStringLiteral(".pdf");
@@ -66,8 +54,6 @@ protected:
     LoopbackServer lookup;
 
 private:
-    std::mutex mutex_;
-    Answer reply_;
     std::map<int, std::string> pages_;
 };
 
@@ -93,7 +79,7 @@ TEST_F(EspaceRoute, BnsInfoReplies) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.reply);
-        reply(c.reply);
+        reply(Answer::text(c.reply));
         ctx.state.bookmark_info = QStringLiteral("old");
         const QString result = bns();
         if (c.pages > 0) {
@@ -111,11 +97,11 @@ TEST_F(EspaceRoute, BnsInfoReplies) {
         EXPECT_TRUE(tempFiles().isEmpty()) << tempFiles().join(' ').toStdString();
         QFile::remove(target());
     }
-    dropReply();
+    reply(Answer::drop());
     EXPECT_EQ(bns(), QString());
-}
 
-TEST_F(EspaceRoute, ExistingTargetAsksNothing) {
+    // A document already there is taken as it stands, without asking.
+    lookup.clearRequests();
     write_file(target(), "whatever stands there");
     ctx.state.bookmark_info = QStringLiteral("1:Kept");
     EXPECT_EQ(bns(), target());
@@ -124,40 +110,29 @@ TEST_F(EspaceRoute, ExistingTargetAsksNothing) {
     EXPECT_EQ(host.status(), QStringLiteral("EP1 Downloaded from cache"));
 }
 
-TEST_F(EspaceRoute, FrontPageOnlyTakesPageOneWithoutBookmarks) {
-    reply("1@US5123456@ID1@3@,1:Abstract,2:Claims@@@@");
-    host.fp = true;
-    int certificates = 0;
-    ctx.retrievers.uspto_cartificate = [&](RunContext&, const QString&, int) {
-        ++certificates;
-        return QString();
-    };
-    set_settings({{QStringLiteral("ADDBOOKMARKS"), QStringLiteral("1")}});
-    EXPECT_EQ(bns(QStringLiteral("US5123456")), target(QStringLiteral("US5123456")));
-    EXPECT_EQ(pageLabels(target(QStringLiteral("US5123456"))), QStringList{QStringLiteral("P1 1")});
-    EXPECT_EQ(pageRequests(), 1u);
-    EXPECT_EQ(ctx.state.bookmark_info, QString());
-    EXPECT_EQ(certificates, 0);
-    EXPECT_FALSE(read_file(target(QStringLiteral("US5123456"))).contains("/Outlines"));
-}
-
 // US patents get their certificates of correction appended; published applications don't,
-// and an empty answer leaves the document alone.
-TEST_F(EspaceRoute, CertificatesOfCorrection) {
+// and an empty answer leaves the document alone. With fp ticked only page one is fetched,
+// without bookmarks or certificates.
+TEST_F(EspaceRoute, CertificatesOfCorrectionAndFrontPages) {
     set_settings({{QStringLiteral("ADDBOOKMARKS"), QStringLiteral("1")}});
+    make_sample_pdf(root + QStringLiteral("/two.pdf"), QStringLiteral("C"), 2, 500);
     struct Case {
         const char* number;
         const char* certificate; // what the fetcher answers; "file" for a real one
+        bool fp;
         int calls;
         int pages;
-    } cases[] = {{"US5123456", "file", 1, 5},
-                 {"US5123456", "  ", 1, 3},
-                 {"US20040123456", "file", 0, 3},
-                 {"EP1", "file", 0, 3}};
+    } cases[] = {{"US5123456", "file", false, 1, 5},
+                 {"US5123456", "  ", false, 1, 3},
+                 {"US20040123456", "file", false, 0, 3},
+                 {"EP1", "file", false, 0, 3},
+                 {"US5123456", "file", true, 0, 1}};
     for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.number) + " " + c.certificate);
+        SCOPED_TRACE(std::string(c.number) + " " + c.certificate + (c.fp ? " fp" : ""));
         const QString number = QString::fromLatin1(c.number);
-        reply("1@X@ID1@3@,1:Abstract@@@@");
+        reply(Answer::text("1@X@ID1@3@,1:Abstract,2:Claims@@@@"));
+        host.fp = c.fp;
+        lookup.clearRequests();
         const QString certificate = pdf + QStringLiteral("cert.pdf");
         int calls = 0;
         ctx.retrievers.uspto_cartificate = [&](RunContext&, const QString& n, int last) {
@@ -169,12 +144,13 @@ TEST_F(EspaceRoute, CertificatesOfCorrection) {
             write_file(certificate, read_file(root + QStringLiteral("/two.pdf")));
             return QStringLiteral(" ") + certificate + QStringLiteral(" ");
         };
-        make_sample_pdf(root + QStringLiteral("/two.pdf"), QStringLiteral("C"), 2, 500);
         EXPECT_EQ(bns(number), target(number));
         EXPECT_EQ(calls, c.calls);
         EXPECT_EQ(pageLabels(target(number)).size(), c.pages);
+        EXPECT_EQ(pageRequests(), c.fp ? 1u : 3u);
+        EXPECT_EQ(ctx.state.bookmark_info.isEmpty(), c.fp);
         const QByteArray bytes = read_file(target(number));
-        EXPECT_TRUE(bytes.contains("/Outlines"));
+        EXPECT_EQ(bytes.contains("/Outlines"), !c.fp);
         EXPECT_EQ(bytes.contains("Correction"), c.pages == 5);
         EXPECT_FALSE(QFile::exists(certificate));
         EXPECT_FALSE(QFile::exists(target(number) + QStringLiteral("_TEMP.pdf")));
@@ -201,7 +177,7 @@ TEST_F(EspaceRoute, WoYearsAndEpPadding) {
         EXPECT_EQ(ep_site_padding(QString::fromLatin1(in)), QString::fromLatin1(out)) << in;
 
     // The lookup asks for the four-digit year; the file keeps the number as it came.
-    reply("1@X@ID1@1@@@@@");
+    reply(Answer::text("1@X@ID1@1@@@@@"));
     EXPECT_EQ(bns(QStringLiteral("WO04012345")), target(QStringLiteral("WO04012345")));
     EXPECT_EQ(lookup.targets().front(), "/bnsinfo.asp?PN=WO2004012345");
 }

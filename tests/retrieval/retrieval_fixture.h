@@ -36,7 +36,7 @@ protected:
     void TearDown() override;
 
     // The simulator with every role of this build, its hosts in the settings. Requests to
-    // the lookup scripts become events: "cache", "bnsinfo", "ps", "frbdoc", "wipop2".
+    // the lookup scripts become events: "cache", "bnsinfo", "ps", "frbdoc".
     void startSimulator(Simulator::Options options = {});
 
     // Events in the order they happened; safe from the serving threads.
