@@ -12,25 +12,13 @@ namespace {
 using Answer = LoopbackServer::Answer;
 using Request = LoopbackServer::Request;
 
-// A good PDF of a few hundred bytes.
-QByteArray tinyPdf() {
-    QByteArray pdf = "%PDF-1.4\n";
-    const QByteArray objects[] = {"<< /Type /Catalog /Pages 2 0 R >>",
-                                  "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-                                  "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 100 100] >>"};
-    QList<int> offsets;
-    for (int i = 0; i < 3; ++i) {
-        offsets << int(pdf.size());
-        pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
-    }
-    const int xref = int(pdf.size());
-    pdf += "xref\n0 4\n0000000000 65535 f \n";
-    for (int o : offsets)
-        pdf += QByteArray::number(o).rightJustified(10, '0') + " 00000 n \n";
-    pdf +=
-        "trailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
-    return pdf;
-}
+// A well-formed one-page PDF of a few hundred bytes (the offsets are those of this text).
+const std::string tinyPdf =
+    "%PDF-1.4\n1 0 obj\n<< /Type /Catalog /Pages 2 0 R >>\nendobj\n"
+    "2 0 obj\n<< /Type /Pages /Kids [3 0 R] /Count 1 >>\nendobj\n"
+    "3 0 obj\n<< /Type /Page /Parent 2 0 R /MediaBox [0 0 100 100] >>\nendobj\n"
+    "xref\n0 4\n0000000000 65535 f \n0000000009 00000 n \n0000000058 00000 n \n"
+    "0000000115 00000 n \ntrailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n186\n%%EOF\n";
 
 class CompanyServers : public RetrievalTest {
 protected:
@@ -43,8 +31,7 @@ protected:
         });
         services.on("/html.pdf",
                     [](const Request&) { return Answer::text("<html><body>busy</body></html>"); });
-        services.on("/tiny.pdf",
-                    [](const Request&) { return Answer::bytes(tinyPdf().toStdString()); });
+        services.on("/tiny.pdf", [](const Request&) { return Answer::bytes(tinyPdf); });
         point_roles({"CompanyServicesHost"}, services.host());
     }
     void TearDown() override {
@@ -99,7 +86,7 @@ TEST_F(CompanyServers, WipoReplies) {
         {"PAGES=1\n" + server() + "/doc.pdf\n\n", ""},    // LF alone doesn't end a line here
         {"PAGES=1\r\n" + server() + "/tiny.pdf\r\n", ""}, // below 850 bytes
     };
-    ASSERT_LT(tinyPdf().size(), 850);
+    ASSERT_LT(tinyPdf.size(), 850u);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.reply);
         reply(c.reply);
