@@ -38,7 +38,7 @@ QString now_text();
 // lets the clock run again). For tests that compare whole files.
 void set_fixed_now(const QDateTime& moment);
 
-// VB-style string helpers used by the retrievers to keep their rules readable.
+// Classic string helpers (1-based Mid) that keep the retrievers' rules readable.
 QString Left(const QString& s, int n);
 QString Right(const QString& s, int n);
 QString Mid(const QString& s, int start1, int length = -1); // 1-based start
