@@ -26,4 +26,3 @@ void HeadlessHost::message(const QString& text, const QString& title, int icon) 
         std::fprintf(stderr, "%s: %s\n", title.toLocal8Bit().constData(),
                      text.toLocal8Bit().constData());
 }
-

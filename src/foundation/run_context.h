@@ -15,12 +15,12 @@ class Shell;
 // The shared run state of an order. Every retriever refers to these by name.
 struct RunState {
     bool order_cancelled = false;
-    QString order_folder;       // this order's PDF folder, with a trailing "/", or ""
-    QString force_uspto = "0";  // "1" if the number must come from the USPTO
-    QString bookmark_info;      // bookmark string of the current document
-    QString report_text;        // the lines of the download report
-    QString report_folder;      // where the report looks for documents
-    QString inet_state;         // the last state word of Inet1; nothing reads it
+    QString order_folder;      // this order's PDF folder, with a trailing "/", or ""
+    QString force_uspto = "0"; // "1" if the number must come from the USPTO
+    QString bookmark_info;     // bookmark string of the current document
+    QString report_text;       // the lines of the download report
+    QString report_folder;     // where the report looks for documents
+    QString inet_state;        // the last state word of Inet1; nothing reads it
 };
 
 struct RunContext;
@@ -30,8 +30,7 @@ using Retriever = std::function<void(RunContext&, QString& number, const QString
 using DepatisRetriever =
     std::function<void(RunContext&, QString& number, const QString& reference, bool fallback)>;
 // Certificates of correction: the path of a PDF of the pages beyond lastPage, or "".
-using CertificateFetcher =
-    std::function<QString(RunContext&, const QString& number, int lastPage)>;
+using CertificateFetcher = std::function<QString(RunContext&, const QString& number, int lastPage)>;
 
 // The retrievers that the routing and the retrieval chain call. They start out as the
 // program's own; tests may put recorders in their place.

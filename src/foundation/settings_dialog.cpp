@@ -19,7 +19,10 @@ DialogValues load_dialog_values() {
                       .startsWith(QLatin1Char('1'));
     const QString act =
         TrimNul(ReadRegistry(settings_key, QStringLiteral("ACT"), QStringLiteral("1"))).trimmed();
-    v.act = act == QLatin1String("1") ? 1 : act == QLatin1String("2") ? 2 : act == QLatin1String("3") ? 3 : 0;
+    v.act = act == QLatin1String("1")   ? 1
+            : act == QLatin1String("2") ? 2
+            : act == QLatin1String("3") ? 3
+                                        : 0;
     if (v.act == 3)
         v.proxy = TrimNul(ReadRegistry(settings_key, QStringLiteral("PROXY"), QString())).trimmed();
     return v;

@@ -4,11 +4,11 @@
 
 // What the settings dialog shows and writes. The dialog itself only shows and asks.
 struct DialogValues {
-    QString tempdir;     // TEMPDIR, as stored
-    QString pdfdir;      // PDFDIR, as stored
-    QString eposerver;   // EPOSERVER, as stored
-    QString proxyuserid; // PROXYUSERID, trimmed
-    QString proxy;       // PROXY, shown only when ACT is "3"
+    QString tempdir;        // TEMPDIR, as stored
+    QString pdfdir;         // PDFDIR, as stored
+    QString eposerver;      // EPOSERVER, as stored
+    QString proxyuserid;    // PROXYUSERID, trimmed
+    QString proxy;          // PROXY, shown only when ACT is "3"
     bool parallel = false;  // PARPAGEDESKTOP begins "1"
     bool bookmarks = false; // ADDBOOKMARKS begins "1"
     int act = 0;            // the chosen option: 1 default, 2 direct, 3 proxy, 0 none

@@ -29,7 +29,8 @@ Preamble preamble_settings(RunContext& ctx, int requestTimeout) {
     Preamble p;
     p.tempdir = setting(QStringLiteral("TEMPDIR"), default_tempdir());
     p.pdfdir = setting(QStringLiteral("PDFDIR"), default_pdfdir());
-    p.server = setting(QStringLiteral("EPOSERVER"), host_role(QStringLiteral("EspacenetNationalHost")));
+    p.server =
+        setting(QStringLiteral("EPOSERVER"), host_role(QStringLiteral("EspacenetNationalHost")));
     p.prefix = setting(QStringLiteral("PROXYUSERID"), QString());
     CAddFolder(p.tempdir);
     CAddFolder(p.pdfdir);

@@ -113,8 +113,7 @@ void WebControl::start(const QString& url, const QString& method) {
     request.setRawHeader("User-Agent", "Brightquill Desktop");
     // The prefix "userid:password@" in front of a host is sent as credentials right away.
     if (!qurl.userName().isEmpty()) {
-        const QByteArray pair =
-            (qurl.userName() + QLatin1Char(':') + qurl.password()).toUtf8();
+        const QByteArray pair = (qurl.userName() + QLatin1Char(':') + qurl.password()).toUtf8();
         request.setRawHeader("Authorization", "Basic " + pair.toBase64());
     }
     if (qurl.scheme() == QLatin1String("https"))

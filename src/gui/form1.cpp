@@ -201,9 +201,8 @@ void Form1::buildMenus() {
 
     meed = menuBar()->addAction(QStringLiteral("&Explore downloaded"), this, &Form1::meed_Click);
     meed->setObjectName(QStringLiteral("meed"));
-    importw = menuBar()->addAction(QStringLiteral("&Import"), this, [this] {
-        notInThisVersion(QStringLiteral("The list import"));
-    });
+    importw = menuBar()->addAction(QStringLiteral("&Import"), this,
+                                   [this] { notInThisVersion(QStringLiteral("The list import")); });
     importw->setObjectName(QStringLiteral("importw"));
 
     tmen = menuBar()->addMenu(QStringLiteral("&Tips"));
@@ -397,10 +396,9 @@ void Form1::closeEvent(QCloseEvent* event) {
         event->accept();
         return;
     }
-    const auto answer =
-        QMessageBox::question(this, QStringLiteral("Brightquill Desktop"),
-                              QStringLiteral("Do you want to exit?"),
-                              QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
+    const auto answer = QMessageBox::question(this, QStringLiteral("Brightquill Desktop"),
+                                              QStringLiteral("Do you want to exit?"),
+                                              QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
     if (answer == QMessageBox::Yes) {
         ctx_->state.order_cancelled = true;
         event->accept();

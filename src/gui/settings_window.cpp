@@ -144,7 +144,7 @@ void SettingsDialog::OKButton_Click() {
     v.eposerver = Text4->text();
     v.parallel = Check1->isChecked();
     v.bookmarks = Check2->isChecked();
-    v.act = Optiondefault->isChecked() ? 1
+    v.act = Optiondefault->isChecked()  ? 1
             : Optiondirect->isChecked() ? 2
             : Optionproxy->isChecked()  ? 3
                                         : 0;

@@ -121,6 +121,7 @@ void vlog(Host& host, Shell& shell) {
         if (file_exists(copy))
             ExecuteLink(host, shell, copy);
     } else {
-        host.message(QStringLiteral("No log file found"), QStringLiteral("Brightquill Desktop"), 16);
+        host.message(QStringLiteral("No log file found"), QStringLiteral("Brightquill Desktop"),
+                     16);
     }
 }

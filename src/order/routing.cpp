@@ -46,8 +46,8 @@ QString canonical_wo(QString line) {
             serial.prepend(QLatin1Char('0'));
     // A third character that is no digit counts as a year below 70.
     const QChar third = line.size() > 2 ? line.at(2) : QChar();
-    const bool below70 = !(third >= QLatin1Char('0') && third <= QLatin1Char('9')) ||
-                         third < QLatin1Char('7');
+    const bool below70 =
+        !(third >= QLatin1Char('0') && third <= QLatin1Char('9')) || third < QLatin1Char('7');
     if (below70 && serial.size() == 5) {
         if (line.startsWith(QLatin1String("WO00")) || line.startsWith(QLatin1String("WO01"))) {
             // the serial stays as it is

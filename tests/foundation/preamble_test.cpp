@@ -2,8 +2,8 @@
 #include "foundation/host.h"
 #include "foundation/run_context.h"
 #include "foundation/web.h"
-#include "settings_fixture.h"
 #include "recording_shell.h"
+#include "settings_fixture.h"
 #include "test_env.h"
 
 #include <QDir>

@@ -27,12 +27,14 @@ void writeRaw(const QString& key, const QByteArray& bytes) {
 
 TEST(SettingsStore, KeysAreFilesBelowTheXdgFolders) {
     const QByteArray root = test_root().toLocal8Bit();
-    EXPECT_EQ(iniOf(settings_key), QString::fromLocal8Bit(root + "/config/Tarnwell/brightquill.ini"));
+    EXPECT_EQ(iniOf(settings_key),
+              QString::fromLocal8Bit(root + "/config/Tarnwell/brightquill.ini"));
     EXPECT_EQ(iniOf(old_settings_key),
               QString::fromLocal8Bit(root + "/config/SOFTWARE/Tarnwell/brightquill.ini"));
     EXPECT_EQ(iniOf(machine_settings_key),
               QString::fromLocal8Bit(root + "/xdg/Tarnwell/brightquill.ini"));
-    EXPECT_EQ(iniOf("HKEY_USERS\\a\\b"), QString::fromLocal8Bit(root + "/config/HKEY_USERS/a/b.ini"));
+    EXPECT_EQ(iniOf("HKEY_USERS\\a\\b"),
+              QString::fromLocal8Bit(root + "/config/HKEY_USERS/a/b.ini"));
     EXPECT_EQ(iniOf("HKEY_CURRENT_USER\\..\\..\\etc\\x"), QString()); // never outside its root
     EXPECT_EQ(iniOf("HKEY_NOWHERE\\x"), QString());
 }
@@ -40,7 +42,7 @@ TEST(SettingsStore, KeysAreFilesBelowTheXdgFolders) {
 TEST(SettingsStore, ReadsTrimAndFallBackToTheDefault) {
     QFile::remove(iniOf(kKey));
     EXPECT_EQ(ReadRegistry(kKey, "A", "dflt"), "dflt"); // no key
-    WriteRegistry(kKey, "A", "x");                     // a write does not create the key
+    WriteRegistry(kKey, "A", "x");                      // a write does not create the key
     EXPECT_FALSE(QFile::exists(iniOf(kKey)));
     CreateKey(kKey);
     EXPECT_EQ(ReadRegistry(kKey, "A", "dflt"), "dflt"); // no value
@@ -114,7 +116,10 @@ TEST(SettingsStore, HostRolesComeFromUserThenMachineThenDefault) {
 
 TEST(SettingsStore, FirstStartCopiesTheInstallersValuesOnce) {
     QFile::remove(iniOf(settings_key));
-    set_settings({{"TEMPDIR", "/t"}, {"PDFDIR", "/p"}, {"PARPAGEDESKTOP", "0"}, {"ACT", "3"},
+    set_settings({{"TEMPDIR", "/t"},
+                  {"PDFDIR", "/p"},
+                  {"PARPAGEDESKTOP", "0"},
+                  {"ACT", "3"},
                   {"PROXY", "proxy:3128"}},
                  machine_settings_key);
     EXPECT_TRUE(first_start_copy());

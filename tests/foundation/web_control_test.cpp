@@ -31,7 +31,8 @@ TEST(WebControl, AnswersBodiesWhateverTheStatusAndFollowsRedirects) {
     struct Case {
         const char* path;
         const char* body;
-    } cases[] = {{"/missing", "<html>gone</html>"}, {"/oops", "server trouble"}, {"/moved", "arrived"}};
+    } cases[] = {
+        {"/missing", "<html>gone</html>"}, {"/oops", "server trouble"}, {"/moved", "arrived"}};
     WebControl w;
     for (const auto& c : cases) {
         bool answered = false;
@@ -97,7 +98,8 @@ TEST(WebControl, PrefixBeforeTheHostIsSentAsCredentials) {
     WebControl w;
     bool answered = false;
     const QString url = QStringLiteral("http://userid:password@") + server.host() + "/doc";
-    EXPECT_EQ(fetch(w, url, answered), QByteArray("Basic ") + QByteArray("userid:password").toBase64());
+    EXPECT_EQ(fetch(w, url, answered),
+              QByteArray("Basic ") + QByteArray("userid:password").toBase64());
 }
 
 TEST(WebControl, HttpsIsTrustedOnlyWithTheNamedAuthority) {

@@ -4,8 +4,8 @@
 #include "gui/report_window.h"
 #include "gui/settings_window.h"
 #include "order/report_log.h"
-#include "settings_fixture.h"
 #include "recording_shell.h"
+#include "settings_fixture.h"
 #include "test_env.h"
 
 #include <QAbstractButton>
@@ -53,7 +53,8 @@ void screenshot(QWidget* w, const char* name) {
 // object name.
 void expectAccessibleNames(QWidget* window) {
     for (QWidget* w : window->findChildren<QWidget*>()) {
-        if (w->objectName().isEmpty() || w->objectName().startsWith("qt_") || !w->isVisibleTo(window))
+        if (w->objectName().isEmpty() || w->objectName().startsWith("qt_") ||
+            !w->isVisibleTo(window))
             continue;
         if (!qobject_cast<QAbstractButton*>(w) && !qobject_cast<QLineEdit*>(w) &&
             !qobject_cast<QPlainTextEdit*>(w) && !qobject_cast<QListWidget*>(w))
@@ -83,14 +84,19 @@ TEST_F(Windows, MainWindowHasEveryControlAndMenu) {
         const char* name;
         const char* caption;
     } controls[] = {
-        {"Command1", "&Order"},          {"cancel", "Cancel Job"},
-        {"Check1", "Use new Espacenet"}, {"depatis", "Download from Depatisnet"},
-        {"fp", " Front page only"},      {"Command2", "Search INPADOC"},
+        {"Command1", "&Order"},
+        {"cancel", "Cancel Job"},
+        {"Check1", "Use new Espacenet"},
+        {"depatis", "Download from Depatisnet"},
+        {"fp", " Front page only"},
+        {"Command2", "Search INPADOC"},
         {"Label5", "Desktop Edition - Version 3.0"},
     };
     for (const Control& c : controls)
-        EXPECT_EQ(caption(child<QWidget>(form.get(), c.name)), QString::fromLatin1(c.caption)) << c.name;
-    EXPECT_EQ(child<QPushButton>(form.get(), "Command1")->toolTip(), "Click here to start your order");
+        EXPECT_EQ(caption(child<QWidget>(form.get(), c.name)), QString::fromLatin1(c.caption))
+            << c.name;
+    EXPECT_EQ(child<QPushButton>(form.get(), "Command1")->toolTip(),
+              "Click here to start your order");
     EXPECT_EQ(child<QLineEdit>(form.get(), "Text3")->toolTip(),
               "Please enter a Patent number in Espacenet format");
     EXPECT_TRUE(child<QLabel>(form.get(), "Lversion")->text().startsWith("Version:3.0 Build:"));
@@ -103,14 +109,15 @@ TEST_F(Windows, MainWindowHasEveryControlAndMenu) {
         menus << a->objectName() + "=" + a->text();
         if (a->menu())
             for (QAction* s : a->menu()->actions())
-                menus << "  " + (s->isSeparator() ? QStringLiteral("-") : s->objectName() + "=" + s->text());
+                menus << "  " + (s->isSeparator() ? QStringLiteral("-")
+                                                  : s->objectName() + "=" + s->text());
     }
-    EXPECT_EQ(menus, QStringList({"=&File", "  msetup=&Setup", "  softupdate=&Update software",
-                                  "  vlog=&View log", "  -", "  mexit=E&xit",
-                                  "meed=&Explore downloaded", "importw=&Import", "=&Tips",
-                                  "  uespace=E&spacenet tips", "  huspto=&USPTO tips",
-                                  "  whatnew=What's &new", "fmam=E&quivalent-lookup",
-                                  "mhelp=&Help"}));
+    EXPECT_EQ(menus,
+              QStringList({"=&File", "  msetup=&Setup", "  softupdate=&Update software",
+                           "  vlog=&View log", "  -", "  mexit=E&xit", "meed=&Explore downloaded",
+                           "importw=&Import", "=&Tips", "  uespace=E&spacenet tips",
+                           "  huspto=&USPTO tips", "  whatnew=What's &new",
+                           "fmam=E&quivalent-lookup", "mhelp=&Help"}));
     expectAccessibleNames(form.get());
     screenshot(form.get(), "Form1.png");
 }
@@ -186,8 +193,11 @@ TEST_F(Windows, ReportListsOpensAndPrints) {
 }
 
 TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
-    set_settings({{"ACT", "3"}, {"PROXY", " proxy.example:3128 "}, {"PARPAGEDESKTOP", "10"},
-                  {"ADDBOOKMARKS", "0"}, {"PROXYUSERID", "u:p@"}});
+    set_settings({{"ACT", "3"},
+                  {"PROXY", " proxy.example:3128 "},
+                  {"PARPAGEDESKTOP", "10"},
+                  {"ADDBOOKMARKS", "0"},
+                  {"PROXYUSERID", "u:p@"}});
     form->show();
     form->msetup_Click();
     SettingsDialog* dialog = form->settingsDialog();

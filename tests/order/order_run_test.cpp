@@ -4,8 +4,8 @@
 #include "foundation/run_context.h"
 #include "order/order_run.h"
 #include "order/report_log.h"
-#include "settings_fixture.h"
 #include "recording_shell.h"
+#include "settings_fixture.h"
 #include "test_env.h"
 
 #include <QDir>
@@ -36,8 +36,8 @@ TEST_F(OrderRun, CommandLines) {
         QString text1;
         QString text2;
     } cases[] = {
-        {"/P:EP1234567,WO0012345 /R:CASE 7", CommandLineAction::RunOrder,
-         "EP1234567\r\nWO0012345", "CASE 7"},
+        {"/P:EP1234567,WO0012345 /R:CASE 7", CommandLineAction::RunOrder, "EP1234567\r\nWO0012345",
+         "CASE 7"},
         {"/p:ep1 /r: case a/b ", CommandLineAction::RunOrder, "EP1", "CASE A/B"},
         {"/P:EP1234567", CommandLineAction::RunOrder, "EP1234567", ""},
         {"/X:123", CommandLineAction::ShowList, "/X:123", ""},
@@ -103,10 +103,11 @@ TEST_F(OrderRun, FrontPageReportIsBuiltFromTheFiles) {
     const QString folder = pdf + "/";
     QDir().mkpath(folder);
     // A one-page PDF made by hand: the front page is cut from it at the end of the order.
-    write_file(folder + "EP1234567.pdf",
-               "%PDF-1.1\r1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\r2 0 obj<</Type/Pages/Kids[3 0 "
-               "R]/Count 1>>endobj\r3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 200 200]>>endobj\r"
-               "trailer<</Root 1 0 R>>\r%%EOF\r");
+    write_file(
+        folder + "EP1234567.pdf",
+        "%PDF-1.1\r1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\r2 0 obj<</Type/Pages/Kids[3 0 "
+        "R]/Count 1>>endobj\r3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 200 200]>>endobj\r"
+        "trailer<</Root 1 0 R>>\r%%EOF\r");
     write_file(folder + "FP_WO04012345.pdf", "%PDF");
     write_file(folder + "US5123456.pdf", "%PDF");
     ctx.retrievers.get_patent = [](RunContext&, QString&, const QString&) {};
@@ -114,9 +115,8 @@ TEST_F(OrderRun, FrontPageReportIsBuiltFromTheFiles) {
     host.fp = true;
     host.setText1("EP1234567\r\nWO04012345\r\n5123456\r\nXX1");
     order_run(ctx);
-    EXPECT_EQ(ctx.state.report_text,
-              "FP_EP1234567  \tFront page\r\nFP_WO04012345  \tFront page\r\n"
-              "5123456  \tNOT FOUND\r\nXX1  \tNOT FOUND\r\n");
+    EXPECT_EQ(ctx.state.report_text, "FP_EP1234567  \tFront page\r\nFP_WO04012345  \tFront page\r\n"
+                                     "5123456  \tNOT FOUND\r\nXX1  \tNOT FOUND\r\n");
     EXPECT_TRUE(QFile::exists(folder + "FP_EP1234567.pdf"));
     EXPECT_TRUE(QFile::exists(folder + "EP1234567.pdf"));
 }

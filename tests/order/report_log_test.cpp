@@ -3,8 +3,8 @@
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
 #include "order/report_log.h"
-#include "settings_fixture.h"
 #include "recording_shell.h"
+#include "settings_fixture.h"
 #include "test_env.h"
 
 #include <QDir>
@@ -17,8 +17,9 @@ namespace {
 class WriteLog : public ::testing::Test {
 protected:
     void SetUp() override {
-        pdfdir = test_root() + "/logpdf-" +
-                 QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        pdfdir =
+            test_root() + "/logpdf-" +
+            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
         QDir(pdfdir).removeRecursively();
         set_settings({{"PDFDIR", pdfdir}});
         set_fixed_now(QDateTime(QDate(2026, 11, 22), QTime(9, 5, 7)));
@@ -69,9 +70,8 @@ TEST_F(WriteLog, FilesMatchTheHandWrittenLogs) {
 TEST_F(WriteLog, ReportKeepsOneLineWithTheWordAsPassed) {
     log("ep1234567", "A!!B", "He said \"no\"");
     log("EP12345678901234567", "!!", "Downloaded (1 Pages )");
-    EXPECT_EQ(ctx.state.report_text,
-              QStringLiteral("EP1234567      \tHe said \"no\"\r\n"
-                             "EP1234567890123\tDownloaded (1 Pages )\r\n"));
+    EXPECT_EQ(ctx.state.report_text, QStringLiteral("EP1234567      \tHe said \"no\"\r\n"
+                                                    "EP1234567890123\tDownloaded (1 Pages )\r\n"));
 }
 
 TEST_F(WriteLog, CleansTheCallersTexts) {

@@ -30,8 +30,8 @@ TEST(CanonicalSpelling, RewritesEachWritingStyle) {
         {"WO98/12345", "WO9812345"},
         {"WO98/123", "WO9800123"},
         {"WO2004012345A1", "WO04012345A1"},
-        {"WO04/0000012", "WO04000012"},  // zeros dropped down to five digits, then one back
-        {"WOXX123", "WOXX000123"},       // a third character that is no digit: below 70
+        {"WO04/0000012", "WO04000012"}, // zeros dropped down to five digits, then one back
+        {"WOXX123", "WOXX000123"},      // a third character that is no digit: below 70
         {"WO", "WO000000"},
         {"5,123,456", "5123456"},
         {"5 123 456", "5123456"},
@@ -101,7 +101,8 @@ struct Recorder {
     void install(Retrievers& r) {
         auto rec = [this](const char* name) {
             return [this, name](RunContext& ctx, QString& n, const QString& ref) {
-                calls << QStringLiteral("%1 %2 %3 %4").arg(QLatin1String(name), n, ref, ctx.state.force_uspto);
+                calls << QStringLiteral("%1 %2 %3 %4")
+                             .arg(QLatin1String(name), n, ref, ctx.state.force_uspto);
                 n = QStringLiteral("REWRITTEN"); // a retriever may rewrite the number in place
             };
         };
@@ -125,10 +126,11 @@ TEST(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
     RunContext ctx(host, shell);
     Recorder rec;
     rec.install(ctx.retrievers);
-    dispatch_list(ctx,
-                  canonical_list("5,123,456\r\nAB\r\nep 1234567 a1\r\n*usre35312\r\n#de123\r\nwo2004/"
-                                 "12345\r\nCN1\r\n"),
-                  "Case 7");
+    dispatch_list(
+        ctx,
+        canonical_list("5,123,456\r\nAB\r\nep 1234567 a1\r\n*usre35312\r\n#de123\r\nwo2004/"
+                       "12345\r\nCN1\r\n"),
+        "Case 7");
     EXPECT_EQ(rec.calls, QStringList({"uspto US5123456 Case 7 1", "get_patent EP1234567 Case 7 0",
                                       "uspto USRE35312 Case 7 1", "depatis(false) DE123 Case 7 0",
                                       "get_patent WO04012345 Case 7 0", "cnpto CN1 Case 7 0"}));

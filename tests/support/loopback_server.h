@@ -34,7 +34,7 @@ public:
         std::string body;
         std::string contentType = "text/html";
         std::vector<std::pair<std::string, std::string>> headers;
-        int delayMs = 0;           // wait before answering
+        int delayMs = 0;             // wait before answering
         bool dropConnection = false; // close the connection without a complete answer
         static Answer text(std::string body, int status = 200);
         static Answer bytes(std::string body, std::string contentType = "application/pdf");
