@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the build, the tests and the demo need, when missing.
 set -euo pipefail
-pkgs=(cmake ninja-build g++ clang pkg-config qt6-base-dev libgl-dev libqpdf-dev qpdf libssl-dev
+pkgs=(cmake ninja-build g++ pkg-config qt6-base-dev libgl-dev libqpdf-dev qpdf libssl-dev
       openssl libtiff-tools poppler-utils libcpp-httplib-dev googletest libgtest-dev libgmock-dev
-      libbenchmark-dev libclang-rt-14-dev python3)
+      libbenchmark-dev procps python3)
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
