@@ -79,10 +79,6 @@ void set_fixed_now(const QDateTime& moment) {
     g_fixedNow = moment;
 }
 
-double seconds_since_midnight() {
-    return current().time().msecsSinceStartOfDay() / 1000.0;
-}
-
 QString timer_text() {
     // The timer ticks in hundredths.
     const qint64 hundredths = current().time().msecsSinceStartOfDay() / 10;

@@ -30,7 +30,6 @@ QString with_slash(const QString& folder);
 // The seconds since midnight, as the timer gives them: a whole number of seconds and up to
 // two decimals, without trailing zeros ("85697.12", "3600.5", "42").
 QString timer_text();
-double seconds_since_midnight();
 
 // The present date and time in the system's general text form.
 QString now_text();

@@ -2,15 +2,9 @@
 
 #include <QCoreApplication>
 
-#include <cstdio>
-
 void HeadlessHost::setStatus(const QString& text) {
     if (text != status_ || statusHistory.isEmpty()) {
         statusHistory.append(text);
-        if (echoStatus) {
-            std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
-            std::fflush(stderr);
-        }
     }
     status_ = text;
 }
@@ -20,9 +14,7 @@ void HeadlessHost::doEvents() {
 }
 
 void HeadlessHost::message(const QString& text, const QString& title, int icon) {
+    Q_UNUSED(title);
     Q_UNUSED(icon);
     messages.append(text);
-    if (echoStatus)
-        std::fprintf(stderr, "%s: %s\n", title.toLocal8Bit().constData(),
-                     text.toLocal8Bit().constData());
 }

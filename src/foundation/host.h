@@ -70,7 +70,7 @@ public:
 };
 
 // A host without widgets. Check boxes and texts are plain members; doEvents runs the
-// Qt event loop once. With echoStatus set, every new status text also goes to stderr.
+// Qt event loop once.
 class HeadlessHost : public Host {
 public:
     void setStatus(const QString& text) override;
@@ -94,7 +94,6 @@ public:
     bool fp = false;
     bool check1 = true;
     bool depatis = false;
-    bool echoStatus = false;
     int reportsShown = 0;
     QStringList statusHistory; // every status text, in order
     QStringList messages;      // every message box text, in order

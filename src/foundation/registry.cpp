@@ -14,11 +14,11 @@ namespace {
 // A settings file larger than this is not a settings file: it reads as missing.
 constexpr qint64 kMaxKeyFileSize = 1 << 20;
 
-void stderrSink(const QString& text) {
+// A key path of the program's own that is malformed: told on stderr, where a developer sees
+// it; no user can type a key path.
+void reportFormat(const QString& text) {
     std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
 }
-
-RegistryMessageSink g_sink = stderrSink;
 
 QString configHome() {
     QString v = qEnvironmentVariable("XDG_CONFIG_HOME");
@@ -73,14 +73,10 @@ bool usableKeyFile(const QString& file) {
 
 } // namespace
 
-void setRegistryMessageSink(RegistryMessageSink sink) {
-    g_sink = sink ? sink : stderrSink;
-}
-
 void ParseKey(QString& keyPath, RootKey& root) {
     const int slash = keyPath.indexOf(QLatin1Char('\\'));
     if (!keyPath.startsWith(QLatin1String("HKEY_")) || keyPath.endsWith(QLatin1Char('\\'))) {
-        g_sink(QStringLiteral("Incorrect Format:\n\n") + keyPath);
+        reportFormat(QStringLiteral("Incorrect Format:\n\n") + keyPath);
         root = HKEY_NONE;
         return;
     }

@@ -24,11 +24,6 @@ enum RootKey : unsigned {
     HKEY_CURRENT_CONFIG = 0x80000005u,
 };
 
-// Called with the text of a format error ("Incorrect Format:..."). The main window shows
-// it in a message box; by default it goes to stderr.
-using RegistryMessageSink = void (*)(const QString& text);
-void setRegistryMessageSink(RegistryMessageSink sink);
-
 // Splits a key path into its root handle and subkey: the path is rewritten to the subkey.
 // A path that does not begin "HKEY_" or ends in "\" is reported and left unchanged.
 void ParseKey(QString& keyPath, RootKey& root);

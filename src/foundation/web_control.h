@@ -55,8 +55,6 @@ public:
     bool StillExecuting() const;
     // Up to size bytes of the finished answer, from where the last call stopped.
     QByteArray GetChunk(qint64 size);
-    // Whether the last finished request produced an answer (see above).
-    bool HasAnswer() const { return hasAnswer_; }
     // Drops the request under way.
     void Cancel();
 
