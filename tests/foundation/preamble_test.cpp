@@ -13,7 +13,7 @@
 
 namespace {
 
-class Preambles : public ::testing::Test {
+class Preambles : public RunTest {
 protected:
     void SetUp() override {
         pdf = test_root() + "/pre-pdf";
@@ -21,9 +21,6 @@ protected:
         set_settings({{"PDFDIR", pdf}, {"TEMPDIR", tmp + "/"}, {"ACT", "1"}, {"PROXYUSERID", ""}});
     }
     QString pdf, tmp;
-    HeadlessHost host;
-    RecordingShell shell;
-    RunContext ctx{host, shell};
 };
 
 TEST_F(Preambles, OrderFoldersAreMadeOfTheReference) {

@@ -15,7 +15,7 @@
 
 namespace {
 
-class OrderRun : public ::testing::Test {
+class OrderRun : public RunTest {
 protected:
     void SetUp() override {
         pdf = test_root() + "/order-pdf";
@@ -24,9 +24,6 @@ protected:
         host.setText2("");
     }
     QString pdf;
-    HeadlessHost host;
-    RecordingShell shell;
-    RunContext ctx{host, shell};
 };
 
 TEST_F(OrderRun, CommandLines) {

@@ -14,7 +14,7 @@
 
 namespace {
 
-class WriteLog : public ::testing::Test {
+class WriteLog : public RunTest {
 protected:
     void SetUp() override {
         pdfdir =
@@ -32,9 +32,6 @@ protected:
     void log(QString pat, QString ref, QString res) { writelog(ctx, pat, ref, res); }
 
     QString pdfdir;
-    HeadlessHost host;
-    RecordingShell shell;
-    RunContext ctx{host, shell};
 };
 
 TEST_F(WriteLog, FilesMatchTheHandWrittenLogs) {
@@ -125,9 +122,7 @@ TEST(ReportLine, DoubleClickOpensThePdfOrElseTheHtmlPage) {
     EXPECT_EQ(shell.opened, QStringList({folder + "EP1.pdf", folder + "JP2.htm"}));
 }
 
-TEST(ViewLog, ReadsTheOldKeyAndOpensACopy) {
-    HeadlessHost host;
-    RecordingShell shell;
+TEST_F(RunTest, ViewLogReadsTheOldKeyAndOpensACopy) {
     const QString oldDir = test_root() + "/oldpdf";
     QDir(oldDir).removeRecursively();
     QDir().mkpath(oldDir);

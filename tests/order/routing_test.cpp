@@ -96,13 +96,15 @@ TEST(Routing, FirstMatchingRowWins) {
     }
 }
 
-struct Recorder {
-    QStringList calls;
-    void install(Retrievers& r) {
+// Every retriever the routing reaches, replaced by one that notes its call.
+class Dispatch : public RunTest {
+protected:
+    void SetUp() override {
+        Retrievers& r = ctx.retrievers;
         auto rec = [this](const char* name) {
-            return [this, name](RunContext& ctx, QString& n, const QString& ref) {
+            return [this, name](RunContext& c, QString& n, const QString& ref) {
                 calls << QStringLiteral("%1 %2 %3 %4")
-                             .arg(QLatin1String(name), n, ref, ctx.state.force_uspto);
+                             .arg(QLatin1String(name), n, ref, c.state.force_uspto);
                 n = QStringLiteral("REWRITTEN"); // a retriever may rewrite the number in place
             };
         };
@@ -113,50 +115,41 @@ struct Recorder {
         r.epoline_download = rec("epoline");
         r.inpi_download = rec("inpi");
         r.jpo_translation_download = rec("jpo_translation");
-        r.depatis_download = [this](RunContext& ctx, QString& n, const QString& ref, bool fb) {
+        r.depatis_download = [this](RunContext& c, QString& n, const QString& ref, bool fb) {
             calls << QStringLiteral("depatis(%1) %2 %3 %4")
-                         .arg(fb ? "true" : "false", n, ref, ctx.state.force_uspto);
+                         .arg(fb ? "true" : "false", n, ref, c.state.force_uspto);
         };
     }
+    QStringList calls;
 };
 
-TEST(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
-    HeadlessHost host;
-    RecordingShell shell;
-    RunContext ctx(host, shell);
-    Recorder rec;
-    rec.install(ctx.retrievers);
+TEST_F(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
     dispatch_list(
         ctx,
         canonical_list("5,123,456\r\nAB\r\nep 1234567 a1\r\n*usre35312\r\n#de123\r\nwo2004/"
                        "12345\r\nCN1\r\n"),
         "Case 7");
-    EXPECT_EQ(rec.calls, QStringList({"uspto US5123456 Case 7 1", "get_patent EP1234567 Case 7 0",
-                                      "uspto USRE35312 Case 7 1", "depatis(false) DE123 Case 7 0",
-                                      "get_patent WO04012345 Case 7 0", "cnpto CN1 Case 7 0"}));
+    EXPECT_EQ(calls, QStringList({"uspto US5123456 Case 7 1", "get_patent EP1234567 Case 7 0",
+                                  "uspto USRE35312 Case 7 1", "depatis(false) DE123 Case 7 0",
+                                  "get_patent WO04012345 Case 7 0", "cnpto CN1 Case 7 0"}));
 }
 
-TEST(Dispatch, DepatisBoxIsReadForEachLineAndCancelStopsTheWalk) {
-    HeadlessHost host;
-    RecordingShell shell;
-    RunContext ctx(host, shell);
-    Recorder rec;
-    rec.install(ctx.retrievers);
+TEST_F(Dispatch, DepatisBoxIsReadForEachLineAndCancelStopsTheWalk) {
     ctx.retrievers.get_patent = [&](RunContext& c, QString& n, const QString&) {
-        rec.calls << "get_patent " + n;
+        calls << "get_patent " + n;
         host.depatis = true; // ticked during the run: counts from the next line
         if (n == "EP3")
             c.state.order_cancelled = true;
     };
     dispatch_list(ctx, "EP1\r\nEP2\r\nCN9\r\n", "");
-    EXPECT_EQ(rec.calls, QStringList({"get_patent EP1", "depatis(true) EP2  0", "cnpto CN9  0"}));
-    rec.calls.clear();
+    EXPECT_EQ(calls, QStringList({"get_patent EP1", "depatis(true) EP2  0", "cnpto CN9  0"}));
+    calls.clear();
     host.depatis = false;
     dispatch_list(ctx, "EP3\r\nEP4\r\n", "");
-    EXPECT_EQ(rec.calls, QStringList({"get_patent EP3"}));
+    EXPECT_EQ(calls, QStringList({"get_patent EP3"}));
 }
 
-TEST(Dispatch, JunkListsAreWalkedWithoutTrouble) {
+TEST_F(Dispatch, JunkListsAreWalkedWithoutTrouble) {
     // 100,000 lines of binary bytes, very long lines and lines of separators only.
     QRandomGenerator gen(7);
     QString junk;
@@ -177,22 +170,11 @@ TEST(Dispatch, JunkListsAreWalkedWithoutTrouble) {
         }
         junk += QStringLiteral("\r\n");
     }
-    HeadlessHost host;
-    RecordingShell shell;
-    RunContext ctx(host, shell);
-    int calls = 0;
-    auto count = [&](RunContext&, QString&, const QString&) { ++calls; };
-    for (Retriever* r : {&ctx.retrievers.get_patent, &ctx.retrievers.uspto_download,
-                         &ctx.retrievers.australia_download, &ctx.retrievers.cnpto_download,
-                         &ctx.retrievers.epoline_download, &ctx.retrievers.inpi_download,
-                         &ctx.retrievers.jpo_translation_download})
-        *r = count;
-    ctx.retrievers.depatis_download = [&](RunContext&, QString&, const QString&, bool) { ++calls; };
     const QString list = canonical_list(junk);
     // Binary bytes hold CRs of their own: they split lines too.
     EXPECT_GE(list.count(QStringLiteral("\r\n")), 100000);
     dispatch_list(ctx, list, "");
-    EXPECT_GE(calls, 50000); // separators-only lines are skipped, the rest are handed on
+    EXPECT_GE(calls.size(), 50000); // separators-only lines are skipped, the rest are handed on
 }
 
 } // namespace

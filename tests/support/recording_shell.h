@@ -20,3 +20,16 @@ struct RecordingShell : Shell {
         return true;
     }
 };
+
+#include "foundation/run_context.h"
+
+#include <gtest/gtest.h>
+
+// The program without its windows: a headless host, a recording shell and the run context
+// that joins them.
+class RunTest : public ::testing::Test {
+protected:
+    HeadlessHost host;
+    RecordingShell shell;
+    RunContext ctx{host, shell};
+};
