@@ -1,6 +1,7 @@
 // Brightquill Desktop: the order tool's window, or an unattended order from the command line.
 #include "foundation/host.h"
 #include "gui/form1.h"
+#include "offices/office_table.h"
 
 #include <QApplication>
 #include <QNetworkProxyFactory>
@@ -34,6 +35,7 @@ int main(int argc, char** argv) {
         _exit(code);
     };
     Form1 form(shell, endProgram);
+    install_retrievers(form.context());
     const QString upper = raw.trimmed().toUpper();
     const bool commandLineOrder =
         upper.startsWith(QLatin1String("/P:")) || upper.startsWith(QLatin1String("/F:"));

@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QLocale>
 
+#include <limits>
+
 void CAddFolder(const QString& cfolderName) {
     if (cfolderName.trimmed().isEmpty())
         return;
@@ -109,6 +111,44 @@ QString Mid(const QString& s, int start1, int length) {
     if (start1 < 1 || start1 > s.size())
         return {};
     return length < 0 ? s.mid(start1 - 1) : s.mid(start1 - 1, length);
+}
+
+QString vb_trim(const QString& s) {
+    int b = 0;
+    int e = int(s.size());
+    while (b < e && s.at(b) == QLatin1Char(' '))
+        ++b;
+    while (e > b && s.at(e - 1) == QLatin1Char(' '))
+        --e;
+    return s.mid(b, e - b);
+}
+
+int vb_val(const QString& text) {
+    auto blank = [](QChar c) {
+        return c == QLatin1Char(' ') || c == QLatin1Char('\t') || c == QLatin1Char('\n') ||
+               c == QLatin1Char('\r');
+    };
+    qsizetype i = 0;
+    const qsizetype n = text.size();
+    while (i < n && blank(text.at(i)))
+        ++i;
+    bool negative = false;
+    if (i < n && (text.at(i) == QLatin1Char('-') || text.at(i) == QLatin1Char('+'))) {
+        negative = text.at(i) == QLatin1Char('-');
+        ++i;
+    }
+    qint64 value = 0;
+    for (; i < n; ++i) {
+        const QChar c = text.at(i);
+        if (blank(c))
+            continue;
+        if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+            break;
+        value = value * 10 + (c.unicode() - '0');
+        if (value > std::numeric_limits<int>::max())
+            return 0;
+    }
+    return int(negative ? -value : value);
 }
 
 bool file_exists(const QString& path) {

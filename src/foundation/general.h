@@ -41,6 +41,13 @@ void set_fixed_now(const QDateTime& moment);
 QString Left(const QString& s, int n);
 QString Right(const QString& s, int n);
 QString Mid(const QString& s, int start1, int length = -1); // 1-based start
+// Trims blanks (and only blanks) at both ends, as the program's Trim does.
+QString vb_trim(const QString& s);
+// A number as the classic Val reads it: blanks, tabs and line feeds are skipped, then an
+// optional sign and the leading digits; anything else ends it, and no digits read as 0. A
+// value beyond the range of a page count reads as 0, as the failed assignment leaves the
+// variable at its start value.
+int vb_val(const QString& text);
 
 // Numbers a file as a byte string, one character per byte.
 bool file_exists(const QString& path);

@@ -1,5 +1,7 @@
 #include "foundation/registry.h"
 
+#include "foundation/general.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -214,25 +216,6 @@ QString host_role_default(const QString& roleName) {
         {QStringLiteral("CompanyImageHost"), QStringLiteral("images.tarnwell.invalid")},
         {QStringLiteral("EspacenetNationalHost"), QStringLiteral("v3.espacenet.com")},
         {QStringLiteral("EspacenetSiteHost"), QStringLiteral("worldwide.espacenet.com")},
-        {QStringLiteral("UsptoPdfPatentHost"), QStringLiteral("pimg-fpiw.uspto.gov")},
-        {QStringLiteral("UsptoPdfApplicationHost"), QStringLiteral("pimg-faiw.uspto.gov")},
-        {QStringLiteral("UsptoPatentTextHost"), QStringLiteral("patft.uspto.gov")},
-        {QStringLiteral("UsptoApplicationTextHost"), QStringLiteral("appft.uspto.gov")},
-        {QStringLiteral("UsptoPatentViewerHost1"), QStringLiteral("patimg1.uspto.gov")},
-        {QStringLiteral("UsptoPatentViewerHost2"), QStringLiteral("patimg2.uspto.gov")},
-        {QStringLiteral("UsptoPatentViewerHost3"), QStringLiteral("patimg3.uspto.gov")},
-        {QStringLiteral("UsptoApplicationViewerHost1"), QStringLiteral("aiw1.uspto.gov")},
-        {QStringLiteral("UsptoApplicationViewerHost2"), QStringLiteral("aiw2.uspto.gov")},
-        {QStringLiteral("CipoHost"), QStringLiteral("patents.ic.gc.ca")},
-        {QStringLiteral("IpAustraliaHost"), QStringLiteral("pericles.ipaustralia.gov.au")},
-        {QStringLiteral("EpolineHost"), QStringLiteral("register.epoline.org")},
-        {QStringLiteral("InpiHost"), QStringLiteral("www.inpi.fr")},
-        {QStringLiteral("OepmHost"), QStringLiteral("www.oepm.es")},
-        {QStringLiteral("SipoPatentHost"), QStringLiteral("www.sipo.gov.cn")},
-        {QStringLiteral("CnpatSearchHost"), QStringLiteral("search.cnpat.com.cn")},
-        {QStringLiteral("FipsHost"), QStringLiteral("www.fips.ru")},
-        {QStringLiteral("KiprisHost"), QStringLiteral("www.kipris.or.kr")},
-        {QStringLiteral("KiprisOldHost"), QStringLiteral("patent2.kipris.or.kr")},
         {QStringLiteral("CustomerNumber"), QString()},
         {QStringLiteral("CustomerCode"), QString()},
         {QStringLiteral("ContactAddress"), QStringLiteral("support@tarnwell.invalid")},
@@ -241,13 +224,17 @@ QString host_role_default(const QString& roleName) {
 }
 
 QString host_role(const QString& roleName) {
+    return host_role(roleName, host_role_default(roleName));
+}
+
+QString host_role(const QString& roleName, const QString& builtInDefault) {
     const QString user = setting(roleName, QString(), settings_key);
     if (!user.isEmpty())
         return user;
     const QString machine = setting(roleName, QString(), machine_settings_key);
     if (!machine.isEmpty())
         return machine;
-    return host_role_default(roleName);
+    return builtInDefault;
 }
 
 QString default_tempdir() {
@@ -256,4 +243,34 @@ QString default_tempdir() {
 
 QString default_pdfdir() {
     return QDir::homePath() + QStringLiteral("/pdf");
+}
+
+bool first_start_copy() {
+    const QString machineFile = registryFile(machine_settings_key);
+    if (!QFileInfo(machineFile).isFile())
+        return false;
+    // An installation leaves the machine key; its time of change tells one installation
+    // from the next.
+    const QString stamp = application_folder() + QStringLiteral("machine-settings.copied");
+    const QByteArray mark =
+        QByteArray::number(QFileInfo(machineFile).lastModified().toMSecsSinceEpoch());
+    if (read_file(stamp) == mark)
+        return false;
+
+    auto copy = [](const QString& name, const QString& def) {
+        WriteRegistry(settings_key, name, ReadRegistry(machine_settings_key, name, def));
+    };
+    // The first three go to a key that may not exist yet; only the later ones are sure
+    // to land. That order is kept as the installer has always expected it.
+    copy(QStringLiteral("TEMPDIR"), default_tempdir());
+    copy(QStringLiteral("PDFDIR"), default_pdfdir());
+    copy(QStringLiteral("EPOSERVER"), host_role_default(QStringLiteral("EspacenetNationalHost")));
+    CreateKey(settings_key);
+    copy(QStringLiteral("PARPAGEDESKTOP"), QStringLiteral("1"));
+    copy(QStringLiteral("ADDBOOKMARKS"), QString());
+    copy(QStringLiteral("ACT"), QStringLiteral("1"));
+    copy(QStringLiteral("PROXY"), QString());
+    copy(QStringLiteral("PROXYUSERID"), QString());
+    write_file(stamp, mark);
+    return true;
 }

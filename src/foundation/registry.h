@@ -47,12 +47,18 @@ QString registryFile(const QString& keyPath);
 QString setting(const QString& valueName, const QString& defaultValue,
                 const QString& keyPath = settings_key);
 
-// The value of a host role ("CompanyWebHost", "UsptoPdfPatentHost", ...): from the user's
-// key, then the machine key, then the built-in default.
+// The value of a host role ("CompanyWebHost", "CipoHost", ...): from the user's key, then
+// the machine key, then the built-in default. The company's roles, the Espacenet roles and
+// the customer values have their defaults here; an office's roles come with the office.
 QString host_role(const QString& roleName);
-// The built-in default of a host role, "" for an unknown name.
+QString host_role(const QString& roleName, const QString& builtInDefault);
+// The built-in default of a company or Espacenet role, "" for any other name.
 QString host_role_default(const QString& roleName);
 
 // Defaults of the folders: the system temp folder + "/brightquill", the home folder + "/pdf".
 QString default_tempdir();
 QString default_pdfdir();
+
+// Copies the machine-wide settings into the user's key on the first start after an
+// installation (the machine key changed since the last copy). True when it copied.
+bool first_start_copy();

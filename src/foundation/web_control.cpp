@@ -226,3 +226,41 @@ void WebControl::Cancel() {
     }
     running_ = false;
 }
+
+WebSlots::WebSlots() {
+    slots_[0] = std::make_unique<WebControl>();
+}
+
+WebSlots::~WebSlots() = default;
+
+WebControl& WebSlots::operator[](int index) {
+    if (index < 0 || index >= kSlots)
+        index = 0;
+    load(index);
+    return *slots_[index];
+}
+
+bool WebSlots::loaded(int index) const {
+    return index >= 0 && index < kSlots && slots_[index] != nullptr;
+}
+
+void WebSlots::load(int index) {
+    if (index >= 0 && index < kSlots && !slots_[index])
+        slots_[index] = std::make_unique<WebControl>();
+}
+
+void WebSlots::unload(int index) {
+    if (index > 0 && index < kSlots && slots_[index]) {
+        slots_[index]->Cancel();
+        // The element may be unloaded from inside its own finish handling: let the event
+        // loop delete it.
+        slots_[index].release()->deleteLater();
+    }
+}
+
+void WebSlots::wait_for_any() {
+    QEventLoop loop;
+    QObject::connect(&WebNotifier::instance(), &WebNotifier::finished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(250, &loop, &QEventLoop::quit);
+    loop.exec();
+}

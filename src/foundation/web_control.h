@@ -81,6 +81,32 @@ private:
     qint64 chunkPos_ = 0;
 };
 
+// A control array of web controls (Inet2): element 0 exists from the start; the others are
+// loaded for a request and unloaded when their work is done. Elements 0 to kSlots - 1.
+class WebSlots {
+public:
+    static constexpr int kSlots = 101;
+    WebSlots();
+    ~WebSlots();
+    WebSlots(const WebSlots&) = delete;
+    WebSlots& operator=(const WebSlots&) = delete;
+
+    // The element; one out of range is element 0. An element that isn't loaded is loaded.
+    WebControl& operator[](int index);
+    bool loaded(int index) const;
+    void load(int index);
+    // Drops the element's request and the element. Element 0 stays.
+    void unload(int index);
+
+    // Sleeps until some web control's request ends, or a quarter second has passed, running
+    // the window's events meanwhile. A request that ended while the caller was busy is
+    // caught by the caller's own polling before it waits again.
+    static void wait_for_any();
+
+private:
+    std::unique_ptr<WebControl> slots_[kSlots];
+};
+
 // The text of a byte string, one character per byte.
 inline QString latin1(const QByteArray& bytes) {
     return QString::fromLatin1(bytes);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/run_context.h"
+#include "retrieval/retrievers.h"
 
 // Offices whose retrievers this build does not have. A number routed to one of them still
 // ends in an honest log line, or goes down the retrieval chain where the office's own

@@ -1,7 +1,6 @@
 #include "offices/uspto_forms.h"
 
 #include "foundation/general.h"
-#include "order/report_log.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <QString>
 
-// How the USPTO's servers name a US document. Shared by the retrievers of this office and by
-// the office simulator, so that both sides agree on the addresses.
+// How the USPTO's servers name a US document: the image server's address of a number and the
+// full-text search that finds its viewer.
 
 // Where a document lies on the PDF image servers.
 struct UsptoPdfAddress {

@@ -4,7 +4,6 @@
 #include "foundation/host.h"
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
-#include "order/report_log.h"
 #include "order/routing.h"
 #include "pdf/pdf_library.h"
 
@@ -93,36 +92,6 @@ CommandLineAction handle_command_line(RunContext& ctx, const QString& raw) {
     text.replace(QLatin1Char(','), QStringLiteral("\r\n"));
     ctx.host.setText1(text);
     return {CommandLineAction::ShowList};
-}
-
-bool first_start_copy() {
-    const QString machineFile = registryFile(machine_settings_key);
-    if (!QFileInfo(machineFile).isFile())
-        return false;
-    // An installation leaves the machine key; its time of change tells one installation
-    // from the next.
-    const QString stamp = application_folder() + QStringLiteral("machine-settings.copied");
-    const QByteArray mark =
-        QByteArray::number(QFileInfo(machineFile).lastModified().toMSecsSinceEpoch());
-    if (read_file(stamp) == mark)
-        return false;
-
-    auto copy = [](const QString& name, const QString& def) {
-        WriteRegistry(settings_key, name, ReadRegistry(machine_settings_key, name, def));
-    };
-    // The first three go to a key that may not exist yet; only the later ones are sure
-    // to land. That order is kept as the installer has always expected it.
-    copy(QStringLiteral("TEMPDIR"), default_tempdir());
-    copy(QStringLiteral("PDFDIR"), default_pdfdir());
-    copy(QStringLiteral("EPOSERVER"), host_role_default(QStringLiteral("EspacenetNationalHost")));
-    CreateKey(settings_key);
-    copy(QStringLiteral("PARPAGEDESKTOP"), QStringLiteral("1"));
-    copy(QStringLiteral("ADDBOOKMARKS"), QString());
-    copy(QStringLiteral("ACT"), QStringLiteral("1"));
-    copy(QStringLiteral("PROXY"), QString());
-    copy(QStringLiteral("PROXYUSERID"), QString());
-    write_file(stamp, mark);
-    return true;
 }
 
 void startup(RunContext& ctx) {

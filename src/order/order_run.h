@@ -26,10 +26,6 @@ CommandLineAction handle_command_line(RunContext& ctx, const QString& raw);
 // first-start copy of the machine settings, and the state of Check1.
 void startup(RunContext& ctx);
 
-// Copies the machine-wide settings into the user's key on the first start after an
-// installation (the machine key changed since the last copy). True when it copied.
-bool first_start_copy();
-
 // The list that a cancel hands to the new process: LF and "," deleted, CR made ",".
 QString cancel_list(const QString& text1);
 

@@ -1,8 +1,10 @@
 #include "order/routing.h"
 
+#include "foundation/general.h"
 #include "foundation/host.h"
 #include "foundation/run_context.h"
-#include "order/report_log.h"
+#include "offices/office_table.h"
+#include "retrieval/retrievers.h"
 
 QStringList split_list(const QString& text) {
     QString t = vb_trim(text.toUpper());
@@ -86,33 +88,31 @@ QString canonical_list(const QString& text) {
     return out;
 }
 
+namespace {
+
+bool takes(const RouteRow& row, const QString& line, bool depatisTicked) {
+    if (row.depatisBox)
+        return depatisTicked;
+    if (*row.firstOf)
+        return QString::fromLatin1(row.firstOf).contains(line.at(0));
+    return line.startsWith(QLatin1String(row.begins)) && line.endsWith(QLatin1String(row.ends));
+}
+
+} // namespace
+
 Routing route_line(const QString& line, bool depatisTicked) {
     if (line.size() <= 2)
-        return {Route::Skip, line, false};
-    const QChar first = line.at(0);
-    if (line.startsWith(QLatin1String("AUA")))
-        return {Route::Australia, line, false};
-    if (first >= QLatin1Char('1') && first <= QLatin1Char('8'))
-        return {Route::Uspto, QStringLiteral("US") + line, true};
-    if (line.startsWith(QLatin1String("*U")))
-        return {Route::Uspto, line.mid(1), true};
-    if (line.startsWith(QLatin1String("USA")))
-        return {Route::Uspto, line, false};
-    if (line.startsWith(QLatin1String("CN")))
-        return {Route::Cnpto, line, false};
-    if (line.startsWith(QLatin1String("FW")) || line.startsWith(QLatin1String("PW")))
-        return {Route::Epoline, line, false};
-    if (line.startsWith(QLatin1String("FR")))
-        return {Route::Inpi, line, false};
-    if (line.startsWith(QLatin1String("MT")))
-        return {Route::JpoTranslation, line, false};
-    if (line.startsWith(QLatin1String("JP")) && line.endsWith(QLatin1String("MT")))
-        return {Route::JpoTranslation, line, false};
-    if (first == QLatin1Char('#'))
-        return {Route::DepatisOnly, line.mid(1), false};
-    if (depatisTicked)
-        return {Route::DepatisFallback, line, false};
-    return {Route::GetPatent, line, false};
+        return {.skip = true, .number = line};
+    for (const Office& office : office_table()) {
+        for (const RouteRow& row : office.routes) {
+            if (takes(row, line, depatisTicked))
+                return {.office = &office,
+                        .number = QLatin1String(row.put) + line.mid(row.drop),
+                        .forceUspto = row.forceUspto,
+                        .fallback = row.fallback};
+        }
+    }
+    return {.number = line};
 }
 
 void dispatch_list(RunContext& ctx, const QString& text, const QString& reference) {
@@ -122,42 +122,13 @@ void dispatch_list(RunContext& ctx, const QString& text, const QString& referenc
             break;
         const QString line = clean_line(element);
         ctx.state.force_uspto = QStringLiteral("0");
-        if (line.size() <= 2)
-            continue;
         Routing r = route_line(line, ctx.host.depatisChecked());
+        if (r.skip)
+            continue;
         if (r.forceUspto)
             ctx.state.force_uspto = QStringLiteral("1");
-        Retrievers& t = ctx.retrievers;
-        switch (r.route) {
-        case Route::Skip:
-            break;
-        case Route::Australia:
-            t.australia_download(ctx, r.number, reference);
-            break;
-        case Route::Uspto:
-            t.uspto_download(ctx, r.number, reference);
-            break;
-        case Route::Cnpto:
-            t.cnpto_download(ctx, r.number, reference);
-            break;
-        case Route::Epoline:
-            t.epoline_download(ctx, r.number, reference);
-            break;
-        case Route::Inpi:
-            t.inpi_download(ctx, r.number, reference);
-            break;
-        case Route::JpoTranslation:
-            t.jpo_translation_download(ctx, r.number, reference);
-            break;
-        case Route::DepatisOnly:
-            t.depatis_download(ctx, r.number, reference, false);
-            break;
-        case Route::DepatisFallback:
-            t.depatis_download(ctx, r.number, reference, true);
-            break;
-        case Route::GetPatent:
-            t.get_patent(ctx, r.number, reference);
-            break;
-        }
+        const QString name =
+            r.office ? QString::fromLatin1(r.office->retriever) : QStringLiteral("get_patent");
+        call_retriever(ctx, name, r.number, reference, r.fallback);
     }
 }

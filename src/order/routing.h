@@ -19,23 +19,16 @@ QString canonical_number(const QString& cleaned);
 // First pass: the whole list rewritten into canonical spelling, each line ended by CR LF.
 QString canonical_list(const QString& text);
 
-// Which retriever a cleaned line goes to, and the number it is handed.
-enum class Route {
-    Skip,
-    Australia,
-    Uspto,
-    Cnpto,
-    Epoline,
-    Inpi,
-    JpoTranslation,
-    DepatisOnly,     // "#": no fallback
-    DepatisFallback, // the depatis box: falls back to the chain
-    GetPatent,
-};
+struct Office;
+
+// Which retriever a cleaned line goes to, by the first row of the office table's routing
+// rows that takes it, and the number it is handed.
 struct Routing {
-    Route route = Route::Skip;
+    bool skip = false;              // two characters or fewer: no retriever, no log line
+    const Office* office = nullptr; // nullptr: the retrieval chain, get_patent
     QString number;
     bool forceUspto = false;
+    bool fallback = false; // the third argument of depatis_download
 };
 Routing route_line(const QString& cleaned, bool depatisTicked);
 

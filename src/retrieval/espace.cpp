@@ -4,11 +4,11 @@
 #include "foundation/host.h"
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
-#include "order/report_log.h"
 #include "pdf/page_count.h"
 #include "pdf/pdf_library.h"
+#include "retrieval/kit.h"
 #include "retrieval/pages.h"
-#include "retrieval/retrieval_util.h"
+#include "retrieval/retrievers.h"
 
 #include <QFile>
 #include <QStringList>
@@ -42,7 +42,7 @@ void append_certificate(RunContext& ctx, const QString& number, const QString& t
                         int pageCount, QString& bookmarks) {
     if (!number.startsWith(QLatin1String("US")) || number.startsWith(QLatin1String("US20")))
         return;
-    const QString certificate = vb_trim(ctx.retrievers.uspto_cartificate(ctx, number, pageCount));
+    const QString certificate = vb_trim(retrievers(ctx).uspto_cartificate(ctx, number, pageCount));
     if (certificate.isEmpty())
         return;
     const QString temp = target + QStringLiteral("_TEMP.pdf");
@@ -70,53 +70,22 @@ void add_bookmarks(RunContext& ctx, const QString& number, const QString& target
         AddBookmark(ctx.host, target, number, bookmarks);
 }
 
-QString field(const QStringList& fields, int i) {
-    return i < fields.size() ? fields.at(i) : QString();
-}
-
 // The reading branch of the site retriever, entered when an availability page is at hand.
 QString site_branch(RunContext& ctx, const QString& number, const QString& target,
                     const QString& tempPrefix, const QString& prefix, const QString& page) {
     const QString notFound = number + QStringLiteral(" Patent not found (Espacenet site)");
-    const int optionAt = int(page.indexOf(QLatin1String("option value")));
-    if (optionAt < 0)
+    const std::optional<SitePage> site = read_site_page(page);
+    if (!site)
         return not_found(ctx, notFound);
-
-    // The section list: from the first option up to and including the "<" of "</select>".
-    QString list = page.mid(optionAt);
-    const int selectEnd = int(list.indexOf(QLatin1String("</select>")));
-    if (selectEnd >= 0)
-        list = list.left(selectEnd + 1);
-    const QStringList parts = list.split(QStringLiteral("option value"));
-    QString bookmarks;
-    for (int i = 0; i < parts.size(); ++i) {
-        const QString& part = parts.at(i);
-        const int dash = int(part.indexOf(QLatin1Char('-')));
-        if (dash < 0)
-            continue;
-        QString title = part.mid(dash + 1);
-        const int lt = int(title.indexOf(QLatin1Char('<')));
-        if (lt >= 0)
-            title = title.left(lt);
-        bookmarks +=
-            QStringLiteral(",") + QString::number(i) + QStringLiteral(":") + vb_trim(title);
-    }
-    if (bookmarks.startsWith(QLatin1Char(',')))
-        bookmarks.remove(0, 1);
+    QString bookmarks = site->bookmarks;
     ctx.state.bookmark_info = bookmarks;
+    int pageCount = site->pages;
 
-    // The page count stands in the viewer script, behind parseInt(" and up to the next quote.
-    const int parseAt = int(page.indexOf(QLatin1String("parseInt(")));
-    QString countText = page.mid((parseAt >= 0 ? parseAt + 1 : 0) + 9, 10);
-    const int quote = int(countText.indexOf(QLatin1Char('"')));
-    if (quote >= 0)
-        countText = countText.left(quote);
-    int pageCount = vb_val(countText);
-
-    const QString stem =
-        QStringLiteral("http://") + prefix + host_role(QStringLiteral("EspacenetSiteHost")) +
-        QStringLiteral("/simplepdfdoc?F=128&RPN=") + number + QStringLiteral("&PGN=");
-    pages_download(ctx, pageCount, stem, tempPrefix, target, number);
+    pages_download(
+        ctx, pageCount,
+        role_url(prefix, QStringLiteral("EspacenetSiteHost"),
+                 QStringLiteral("/simplepdfdoc?F=128&RPN=") + number + QStringLiteral("&PGN=")),
+        tempPrefix, target, number);
 
     if (!file_exists(target))
         return not_found(ctx, notFound);
@@ -132,10 +101,68 @@ QString site_branch(RunContext& ctx, const QString& number, const QString& targe
 
 } // namespace
 
+QString wo_years(const QString& number, int lastYear) {
+    if (!number.startsWith(QLatin1String("WO")))
+        return number;
+    QString s = number;
+    for (int year = 4; year <= lastYear; ++year) {
+        const QString yy = QStringLiteral("%1").arg(year, 2, 10, QLatin1Char('0'));
+        s.replace(QStringLiteral("WO") + yy, QStringLiteral("WO20") + yy);
+    }
+    return s;
+}
+
 QString ep_site_padding(const QString& number) {
     if (!number.startsWith(QLatin1String("EP")))
         return number;
     return QStringLiteral("EP") + Right(QStringLiteral("000000000") + number.mid(2), 7);
+}
+
+std::optional<BnsInfo> read_bnsinfo(const QString& reply) {
+    if (!reply.contains(QLatin1String("@@@@")))
+        return std::nullopt;
+    const QStringList fields = reply.split(QLatin1Char('@'));
+    auto field = [&fields](int i) { return i < fields.size() ? fields.at(i) : QString(); };
+    BnsInfo info{field(2), vb_val(field(3)), field(4)};
+    if (info.bookmarks.startsWith(QLatin1Char(',')))
+        info.bookmarks.remove(0, 1);
+    return info;
+}
+
+std::optional<SitePage> read_site_page(const QString& page) {
+    const int optionAt = int(page.indexOf(QLatin1String("option value")));
+    if (optionAt < 0)
+        return std::nullopt;
+    // The section list: from the first option up to and including the "<" of "</select>".
+    QString list = page.mid(optionAt);
+    const int selectEnd = int(list.indexOf(QLatin1String("</select>")));
+    if (selectEnd >= 0)
+        list = list.left(selectEnd + 1);
+    const QStringList parts = list.split(QStringLiteral("option value"));
+    SitePage site;
+    for (int i = 0; i < parts.size(); ++i) {
+        const QString& part = parts.at(i);
+        const int dash = int(part.indexOf(QLatin1Char('-')));
+        if (dash < 0)
+            continue;
+        QString title = part.mid(dash + 1);
+        const int lt = int(title.indexOf(QLatin1Char('<')));
+        if (lt >= 0)
+            title = title.left(lt);
+        site.bookmarks +=
+            QStringLiteral(",") + QString::number(i) + QStringLiteral(":") + vb_trim(title);
+    }
+    if (site.bookmarks.startsWith(QLatin1Char(',')))
+        site.bookmarks.remove(0, 1);
+
+    // The page count stands in the viewer script, behind parseInt(" and up to the next quote.
+    const int parseAt = int(page.indexOf(QLatin1String("parseInt(")));
+    QString countText = page.mid((parseAt >= 0 ? parseAt + 1 : 0) + 9, 10);
+    const int quote = int(countText.indexOf(QLatin1Char('"')));
+    if (quote >= 0)
+        countText = countText.left(quote);
+    site.pages = vb_val(countText);
+    return site;
 }
 
 QString espace_bns_download(RunContext& ctx, const QString& number, const QString& target,
@@ -144,34 +171,31 @@ QString espace_bns_download(RunContext& ctx, const QString& number, const QStrin
         return target;
     const QString prefix = route_prefix(ctx);
     const QString lookup = wo_years(number.toUpper());
-    const QString lookupHost = host_role(QStringLiteral("CompanyLookupHost"));
 
     ctx.host.setStatus(number + QStringLiteral(" Checking if patent exists"));
     ctx.doEvents(2);
-    const QString reply = fetch_text(ctx.Inet1, QStringLiteral("http://") + prefix + lookupHost +
-                                                    QStringLiteral("/bnsinfo.asp?PN=") + lookup);
+    const std::optional<BnsInfo> info =
+        read_bnsinfo(fetch_text(ctx.Inet1, role_url(prefix, QStringLiteral("CompanyLookupHost"),
+                                                    QStringLiteral("/bnsinfo.asp?PN=") + lookup)));
     const QString notFound = number + QStringLiteral(" Patent not found");
-    if (!reply.contains(QLatin1String("@@@@"))) {
+    if (!info) {
         ctx.doEvents(2);
         return not_found(ctx, notFound);
     }
 
-    const QStringList fields = reply.split(QLatin1Char('@'));
-    QString bookmarks = field(fields, 4);
-    if (bookmarks.startsWith(QLatin1Char(',')))
-        bookmarks.remove(0, 1);
-    int pageCount = vb_val(field(fields, 3));
-    const bool frontPageOnly = ctx.host.frontPageOnly();
-    if (frontPageOnly) {
+    QString bookmarks = info->bookmarks;
+    int pageCount = info->pages;
+    if (ctx.host.frontPageOnly()) {
         bookmarks.clear();
         pageCount = 1;
     }
     ctx.state.bookmark_info = bookmarks;
 
     // JP numbers once had a stem of their own; it has come to be the same text.
-    const QString stem = QStringLiteral("http://") + prefix + lookupHost +
-                         QStringLiteral("/bns.asp?ID=") + field(fields, 2) + QStringLiteral("&PG=");
-    pages_download(ctx, pageCount, stem, tempPrefix, target, number);
+    pages_download(ctx, pageCount,
+                   role_url(prefix, QStringLiteral("CompanyLookupHost"),
+                            QStringLiteral("/bns.asp?ID=") + info->id + QStringLiteral("&PG=")),
+                   tempPrefix, target, number);
 
     if (!file_exists(target))
         return not_found(ctx, notFound);
@@ -195,9 +219,8 @@ QString espace_frontpage_download(RunContext& ctx, const QString& number, const 
     const QString lookup = wo_years(number.toUpper());
 
     ctx.host.setStatus(number + QStringLiteral(" Checking if patent exists"));
-    QString reply = fetch_text(ctx.Inet1, QStringLiteral("http://") + prefix +
-                                              host_role(QStringLiteral("CompanyLookupHost")) +
-                                              QStringLiteral("/ps.asp?PN=") + lookup);
+    QString reply = fetch_text(ctx.Inet1, role_url(prefix, QStringLiteral("CompanyLookupHost"),
+                                                   QStringLiteral("/ps.asp?PN=") + lookup));
     const QString notFound = number + QStringLiteral(" Patent not found");
     if (!reply.contains(QLatin1String("https://")))
         return not_found(ctx, notFound);
@@ -233,9 +256,8 @@ QString fr_espace_download(RunContext& ctx, const QString& number, const QString
     if (lookup.endsWith(QLatin1Char('B')))
         lookup += QLatin1Char('1');
 
-    QString reply = fetch_text(ctx.Inet1, QStringLiteral("http://") + prefix +
-                                              host_role(QStringLiteral("CompanyLookupHost")) +
-                                              QStringLiteral("/frbdoc.asp?pn=") + lookup);
+    QString reply = fetch_text(ctx.Inet1, role_url(prefix, QStringLiteral("CompanyLookupHost"),
+                                                   QStringLiteral("/frbdoc.asp?pn=") + lookup));
     if (!reply.contains(lookup))
         reply.clear();
     if (reply.isEmpty())
@@ -275,9 +297,8 @@ QString espace_site_download(RunContext& ctx, const QString& number, const QStri
     const QString lookup = wo_years(ep_site_padding(number.toUpper()));
     Q_UNUSED(lookup);
     ctx.Inet1.URL.clear();
-    const QString page;
     ctx.host.setStatus(number + QStringLiteral(" Checking if patent exists (Espacenet site)"));
-    return site_branch(ctx, number, target, tempPrefix, prefix, page);
+    return site_branch(ctx, number, target, tempPrefix, prefix, QString());
 }
 
 QString espace_site_read(RunContext& ctx, const QString& number, const QString& target,

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <optional>
+
 struct RunContext;
 
 // The Espacenet-route retrievers of the retrieval chain. Each is given a number, the full
@@ -31,6 +33,33 @@ QString espace_site_download(RunContext& ctx, const QString& number, const QStri
 QString espace_site_read(RunContext& ctx, const QString& number, const QString& target,
                          const QString& tempPrefix, const QString& page);
 
+// The number rules of these routes.
+
+// The WO years rule: for a number that starts with "WO", "WO04" becomes "WO2004", "WO05"
+// "WO2005", and so on up to lastYear (two digits, 9 to 14), each rule applied to the result
+// of the one before. Other numbers come back unchanged.
+QString wo_years(const QString& number, int lastYear = 14);
+
 // The EP padding of the site: "EP" followed by the last 7 characters of "000000000" and
 // the rest of the number, kind code and all.
 QString ep_site_padding(const QString& number);
+
+// The readers of the replies, apart from the fetching.
+
+// A bnsinfo.asp reply: fields separated by "@", with the marker "@@@@" behind them.
+struct BnsInfo {
+    QString id;        // field 2
+    int pages = 0;     // field 3, as the classic Val reads it
+    QString bookmarks; // field 4, one leading comma dropped
+};
+// Nothing when the reply lacks the marker: the document isn't held.
+std::optional<BnsInfo> read_bnsinfo(const QString& reply);
+
+// An availability page of the site: the section list gives the bookmarks ("i:title" for
+// each option with a "-"), the viewer script the page count (behind `parseInt("`).
+struct SitePage {
+    QString bookmarks;
+    int pages = 0;
+};
+// Nothing when the page has no "option value".
+std::optional<SitePage> read_site_page(const QString& page);

@@ -2,18 +2,19 @@
 
 #include "foundation/general.h"
 #include "foundation/host.h"
+#include "foundation/log.h"
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
 #include "foundation/web.h"
-#include "order/report_log.h"
+#include "offices/office_table.h"
 #include "pdf/page_count.h"
 #include "pdf/pdf_library.h"
 #include "retrieval/espace.h"
+#include "retrieval/kit.h"
 #include "retrieval/pages.h"
-#include "retrieval/retrieval_util.h"
+#include "retrieval/retrievers.h"
 
 #include <QFile>
-#include <QStringList>
 
 bool& availability_check_enabled() {
     static bool enabled = false;
@@ -22,13 +23,32 @@ bool& availability_check_enabled() {
 
 namespace {
 
-const QString kDesktopTitle = QStringLiteral("Bright Quill - Desktop edition");
 const QString kButtonMarker = QStringLiteral("<INPUT TYPE=\"BUTTON\" VALUE=\"");
+const QString kViewer = QStringLiteral("/espacenet/bnsviewer");
 // A page count not known yet.
 constexpr int kUnknownCount = 77800;
 
 bool succeeded(const QString& espacenetResult) {
     return espacenetResult.size() > 3;
+}
+
+// The text behind "TOTPG=", cut at "&": the count it tells, or nothing.
+std::optional<int> total_pages(const QString& text) {
+    const qsizetype at = text.indexOf(QLatin1String("TOTPG="));
+    if (text.isEmpty() || at < 0)
+        return std::nullopt;
+    QString n = text.mid(at + 6, 20);
+    const qsizetype amp = n.indexOf(QLatin1Char('&'));
+    if (amp >= 0)
+        n = n.left(amp);
+    return vb_val(vb_trim(n));
+}
+
+QString to_a3(QString link) {
+    link.replace(QStringLiteral("A0+I+"), QStringLiteral("A3+I+"));
+    link.replace(QStringLiteral("A1+I+"), QStringLiteral("A3+I+"));
+    link.replace(QStringLiteral("A2+I+"), QStringLiteral("A3+I+"));
+    return link;
 }
 
 // One run of the chain for one number.
@@ -47,13 +67,35 @@ private:
     }
     bool has_file(const QString& number) const { return file_exists(file_of(number)); }
     bool fp() const { return ctx_.host.frontPageOnly(); }
+    bool any_kind() const { return isB1_ || isB2_ || isA3_ || isA4_ || isA9_; }
     QString with_kind_codes(const QString& number) const;
-    void company_cache(const QString& lookup, const QString& key);
-    void closing();
-    // Step 16 from where the page-wise branch joins it, with the result word as it stands.
-    void not_found_tail();
-    Outcome page_wise(const QString& page);
     void set_status(const QString& text) { ctx_.host.setStatus(text); }
+    void call(const char* retriever, QString& number) {
+        call_retriever(ctx_, QLatin1String(retriever), number, reference_);
+    }
+    void depatis_try(QString& number) {
+        retrievers(ctx_).depatis_download(ctx_, number, reference_, false);
+    }
+
+    // The steps of the chain, in their order.
+    void company_cache(const QString& lookup, const QString& key);
+    bool already_there();
+    bool espacenet_routes();
+    void take_kind_code_off();
+    bool espacenet_site();
+    Outcome availability_check();
+    bool wo_and_tries();
+    bool national_office();
+    void not_found_tail();
+    void closing();
+
+    // The page-wise branch behind the availability check, and its steps.
+    Outcome page_wise(const QString& navigation);
+    QString choose_link(const QStringList& links);
+    Outcome close_with_status();
+    bool append(const QString& file, const QString& extra);
+    void corrections(const QString& link, const QString& pageOne, const QString& file, int count,
+                     QString& bookmarks);
 
     RunContext& ctx_;
     QString& number_;
@@ -79,49 +121,6 @@ QString Chain::with_kind_codes(const QString& number) const {
     return n;
 }
 
-// The company's ready-made cache. Its address takes no proxy prefix. The answer is the
-// address of a PDF; an answer of 3001 bytes or less is an error page and is dropped.
-void Chain::company_cache(const QString& lookup, const QString& key) {
-    const QString answer =
-        fetch_text(ctx_.Inet1, QStringLiteral("http://") +
-                                   host_role(QStringLiteral("CompanyWebHost")) +
-                                   QStringLiteral("/lookup/cache.asp?PN=") + lookup)
-            .toLower();
-    if (!answer.contains(QLatin1String("ttp://")) || !answer.contains(key + QStringLiteral(".pdf")))
-        return;
-    set_status(number_ + QStringLiteral(" Downloading from Tarnwell"));
-    const QByteArray bytes = fetch_bytes(ctx_.Inet1, answer.trimmed());
-    if (bytes.size() - 1 > 3000)
-        save_bytes(file_of(number_), bytes);
-}
-
-void Chain::closing() {
-    if (fp()) {
-        if (result_.isEmpty())
-            result_ = QStringLiteral("Downloaded (Front page)");
-    } else if (result_.isEmpty()) {
-        result_ =
-            QStringLiteral("Downloaded (") + pdfnumpages(file_of(number_)) + QStringLiteral(" )");
-    }
-    if (ctx_.state.order_cancelled)
-        set_status(QStringLiteral("Job cancelled"));
-    else
-        writelog_copy(ctx_, fp() ? QStringLiteral("FP_") + number_ : number_, reference_, result_);
-    ctx_.host.setTitle(kDesktopTitle);
-}
-
-void Chain::not_found_tail() {
-    set_status(result_);
-    number_ = with_kind_codes(number_);
-    if (has_file(number_))
-        return;
-    ctx_.retrievers.depatis_download(ctx_, number_, reference_, false);
-    if (has_file(number_))
-        return;
-    set_status(number_ + QStringLiteral(" - ") + result_);
-    closing();
-}
-
 void Chain::run() {
     ctx_.state.bookmark_info.clear();
     p_ = fetch_preamble(ctx_, number_, reference_, 300, QString(), false);
@@ -137,43 +136,80 @@ void Chain::run() {
         const QString shortForm = Left(number_, 6) + Right(number_, 6);
         company_cache(shortForm, vb_trim(shortForm).toLower());
     }
-
-    if (has_file(number_)) {
-        set_status(number_ + QStringLiteral(" Retrieved from cache"));
-        ctx_.host.setTitle(QStringLiteral("Brightquill"));
-        writelog_copy(ctx_, number_, reference_,
-                      QStringLiteral("Retrieved from cache (") + pdfnumpages(file_of(number_)) +
-                          QStringLiteral(" )"));
-        ctx_.doEvents(3);
+    if (already_there())
         return;
-    }
+    if (espacenet_routes())
+        return closing();
 
+    take_kind_code_off();
+    set_status(number_ + QStringLiteral(" Checking if patent exists"));
+    if (espacenet_site())
+        return closing();
+    switch (availability_check()) {
+    case Outcome::Leave:
+        return;
+    case Outcome::Close:
+        return closing();
+    case Outcome::NotFound:
+        return not_found_tail();
+    }
+}
+
+// The company's ready-made cache. Its address takes no proxy prefix. The answer is the
+// address of a PDF; an answer of 3001 bytes or less is an error page and is dropped.
+void Chain::company_cache(const QString& lookup, const QString& key) {
+    const QString answer =
+        fetch_text(ctx_.Inet1, QStringLiteral("http://") +
+                                   role_host(QStringLiteral("CompanyWebHost")) +
+                                   QStringLiteral("/lookup/cache.asp?PN=") + lookup)
+            .toLower();
+    if (!answer.contains(QLatin1String("ttp://")) || !answer.contains(key + QStringLiteral(".pdf")))
+        return;
+    set_status(number_ + QStringLiteral(" Downloading from Tarnwell"));
+    const QByteArray bytes = fetch_bytes(ctx_.Inet1, answer.trimmed());
+    if (bytes.size() - 1 > 3000)
+        save_bytes(file_of(number_), bytes);
+}
+
+// A file on the disk, or one the cache just gave, ends the chain with its own log line.
+bool Chain::already_there() {
+    if (!has_file(number_))
+        return false;
+    set_status(number_ + QStringLiteral(" Retrieved from cache"));
+    ctx_.host.setTitle(QStringLiteral("Brightquill"));
+    writelog_copy(ctx_, number_, reference_,
+                  QStringLiteral("Retrieved from cache (") + pdfnumpages(file_of(number_)) +
+                      QStringLiteral(" )"));
+    ctx_.doEvents(3);
+    return true;
+}
+
+// The company's WO server and the company-assisted Espacenet routes.
+bool Chain::espacenet_routes() {
     if (number_.startsWith(QLatin1String("WO"))) {
-        ctx_.retrievers.wipo_download(ctx_, number_, reference_);
+        call("wipo_download", number_);
         if (has_file(number_))
-            return closing();
+            return true;
     }
-
     ctx_.state.bookmark_info.clear();
     if (number_.startsWith(QLatin1String("FR")) && number_.contains(QLatin1Char('B')) &&
         succeeded(fr_espace_download(ctx_, number_, file_of(number_), p_.temp_prefix)))
-        return closing();
-
+        return true;
     // The front page alone goes under the number's own name here; the end of the order
     // makes the "FP_" file from it.
     if (fp() && number_.startsWith(QLatin1String("EP")) &&
         succeeded(espace_frontpage_download(ctx_, number_, file_of(number_), p_.temp_prefix)))
-        return closing();
-
+        return true;
     ctx_.state.bookmark_info.clear();
     const QString target =
         fp() ? p_.pdf_folder + QStringLiteral("FP_") + number_ + QStringLiteral(".pdf")
              : file_of(number_);
-    if (succeeded(espace_bns_download(ctx_, number_, target, p_.temp_prefix)))
-        return closing();
+    return succeeded(espace_bns_download(ctx_, number_, target, p_.temp_prefix));
+}
 
-    // The kind code that was asked for comes off the number; each test sees the result of
-    // the one before. A lone "B" stays on numbers other than EP and WO.
+// The kind code that was asked for comes off the number; each test sees the result of the
+// one before. A lone "B" stays on numbers other than EP and WO.
+void Chain::take_kind_code_off() {
     if (number_.endsWith(QLatin1Char('B')) &&
         (number_.startsWith(QLatin1String("EP")) || number_.startsWith(QLatin1String("WO")))) {
         number_.chop(1);
@@ -190,128 +226,134 @@ void Chain::run() {
             *c.flag = true;
         }
     }
+}
 
-    set_status(number_ + QStringLiteral(" Checking if patent exists"));
-
+bool Chain::espacenet_site() {
     if (ctx_.host.useNewEspacenet()) {
-        if (!isB1_ && !isB2_ && !isA3_ && !isA4_ && !isA9_ && !fp()) {
+        if (!any_kind() && !fp()) {
             ctx_.state.bookmark_info.clear();
             if (succeeded(espace_site_download(ctx_, number_, file_of(number_), p_.temp_prefix)))
-                return closing();
+                return true;
         }
         WriteRegistry(settings_key, QStringLiteral("NEWESPACE"), QStringLiteral("1"));
     } else {
         WriteRegistry(settings_key, QStringLiteral("NEWESPACE"), QStringLiteral("0"));
     }
     ctx_.doEvents(4);
+    return false;
+}
 
-    // The availability check on the national server.
-    {
-        const bool on = availability_check_enabled();
-        const int keep = ctx_.Inet1.RequestTimeout;
-        ctx_.Inet1.RequestTimeout = 30;
-        QString copy = wo_years(number_, 9);
-        if (copy.startsWith(QLatin1String("EP")))
-            copy = QStringLiteral("EP") + Right(QStringLiteral("0000000") + copy.mid(2), 7);
-        ctx_.Inet1.URL = QStringLiteral("http://") + server_ +
-                         QStringLiteral("/espacenet/abstract?CY=ep&LG=en&DB=EPD&PN=") + copy +
-                         QStringLiteral("&PNP=") + copy + time_stamp();
-        const QString abstract = on ? fetch_text(ctx_.Inet1, ctx_.Inet1.URL) : QString();
-        ctx_.Inet1.RequestTimeout = keep;
-        if (abstract.isEmpty())
-            result_ = QStringLiteral("Timeout @ the EPO server");
-        if (!abstract.contains(QLatin1String("Requested Patent:")))
-            result_ = QStringLiteral("Not found");
+// The availability check on the national server. Switched off, nothing is requested, the
+// result word is "Not found" and no viewer link is found; the chain goes on.
+Chain::Outcome Chain::availability_check() {
+    const bool on = availability_check_enabled();
+    const int keep = ctx_.Inet1.RequestTimeout;
+    ctx_.Inet1.RequestTimeout = 30;
+    QString copy = wo_years(number_, 9);
+    if (copy.startsWith(QLatin1String("EP")))
+        copy = QStringLiteral("EP") + Right(QStringLiteral("0000000") + copy.mid(2), 7);
+    ctx_.Inet1.URL = QStringLiteral("http://") + server_ +
+                     QStringLiteral("/espacenet/abstract?CY=ep&LG=en&DB=EPD&PN=") + copy +
+                     QStringLiteral("&PNP=") + copy + time_stamp();
+    const QString abstract = on ? fetch_text(ctx_.Inet1, ctx_.Inet1.URL) : QString();
+    ctx_.Inet1.RequestTimeout = keep;
+    if (abstract.isEmpty())
+        result_ = QStringLiteral("Timeout @ the EPO server");
+    if (!abstract.contains(QLatin1String("Requested Patent:")))
+        result_ = QStringLiteral("Not found");
 
-        set_status(number_ + QStringLiteral(" Checking if patent exists (Espacenet retry)"));
-        ctx_.doEvents(4);
+    set_status(number_ + QStringLiteral(" Checking if patent exists (Espacenet retry)"));
+    ctx_.doEvents(4);
 
-        QString id;
-        if (number_.startsWith(QLatin1String("JP")) && !number_.contains(QLatin1Char('A')))
-            id = number_ + QStringLiteral("A++I+");
-        else
-            id = Left(number_, 2) + QStringLiteral("+++") + number_.mid(2) + QStringLiteral("++I+");
-        ctx_.Inet1.URL = QStringLiteral("http://") + server_ +
-                         QStringLiteral("/espacenet/bnsviewnav?CY=ep&LG=en&DB=EPD&PN=") + number_ +
-                         QStringLiteral("&ID=") + id + QStringLiteral("&RETR=OKE&PG=1");
-        // Switched off, the navigation page is a fixed error text.
-        const QString navigation = on ? fetch_text(ctx_.Inet1, ctx_.Inet1.URL)
-                                      : QStringLiteral("Error Message' Inet1.OpenURL(Inet1.URL)");
-        if (!navigation.contains(QLatin1String("Error Message")) &&
-            navigation.contains(QLatin1String("/espacenet/bnsviewer"))) {
-            // Viewer links show that the document is there, whatever the abstract said.
-            result_.clear();
-            switch (page_wise(navigation)) {
-            case Outcome::Leave:
-                return;
-            case Outcome::Close:
-                return closing();
-            case Outcome::NotFound:
-                return not_found_tail();
-            }
-        }
+    const QString id =
+        number_.startsWith(QLatin1String("JP")) && !number_.contains(QLatin1Char('A'))
+            ? number_ + QStringLiteral("A++I+")
+            : Left(number_, 2) + QStringLiteral("+++") + number_.mid(2) + QStringLiteral("++I+");
+    ctx_.Inet1.URL = QStringLiteral("http://") + server_ +
+                     QStringLiteral("/espacenet/bnsviewnav?CY=ep&LG=en&DB=EPD&PN=") + number_ +
+                     QStringLiteral("&ID=") + id + QStringLiteral("&RETR=OKE&PG=1");
+    // Switched off, the navigation page is a fixed error text.
+    const QString navigation = on ? fetch_text(ctx_.Inet1, ctx_.Inet1.URL)
+                                  : QStringLiteral("Error Message' Inet1.OpenURL(Inet1.URL)");
+    if (!navigation.contains(QLatin1String("Error Message")) && navigation.contains(kViewer)) {
+        // Viewer links show that the document is there, whatever the abstract said.
+        result_.clear();
+        return page_wise(navigation);
     }
+    if (wo_and_tries() || national_office())
+        return Outcome::Leave;
+    result_ += QStringLiteral(" (Patent not found)");
+    return Outcome::NotFound;
+}
 
-    // WO again, with an A3 that was asked for put back. A document found here leaves no
-    // log line; that has always been so.
+// WO again, with an A3 that was asked for put back (a document found here leaves no log
+// line; that has always been so), then the JPO and DEPATISnet as tries.
+bool Chain::wo_and_tries() {
     if (number_.startsWith(QLatin1String("WO"))) {
         if (isA3_ && !number_.contains(QLatin1String("A3")))
             number_ += QStringLiteral("A3");
-        ctx_.retrievers.wipo_download(ctx_, number_, reference_);
+        call("wipo_download", number_);
         if (has_file(number_))
-            return;
+            return true;
     }
-
-    if (!number_.startsWith(QLatin1String("US"))) {
-        if (number_.startsWith(QLatin1String("WO"))) {
-            ctx_.retrievers.wipo_download(ctx_, number_, reference_);
-            if (has_file(number_))
-                return;
-        }
-        if (number_.startsWith(QLatin1String("JP"))) {
-            QString copy = with_kind_codes(number_);
-            ctx_.retrievers.jpo_download(ctx_, copy, reference_);
-            if (has_file(copy))
-                return;
-        }
+    if (number_.startsWith(QLatin1String("US")))
+        return false;
+    if (number_.startsWith(QLatin1String("WO"))) {
+        call("wipo_download", number_);
+        if (has_file(number_))
+            return true;
+    }
+    if (number_.startsWith(QLatin1String("JP"))) {
         QString copy = with_kind_codes(number_);
+        call("jpo_download", copy);
         if (has_file(copy))
-            return;
-        ctx_.retrievers.depatis_download(ctx_, copy, reference_, false);
-        if (has_file(copy))
-            return;
+            return true;
     }
-
-    // The national offices end the chain, with or without a document; they log.
-    const Retrievers& r = ctx_.retrievers;
-    const std::pair<const char*, const Retriever*> offices[] = {
-        {"CA", &r.canada_download}, {"US", &r.uspto_download}, {"AU", &r.australia_download},
-        {"KR", &r.kipris_download}, {"RU", &r.rupto_download}, {"ES", &r.spain_download}};
-    for (const auto& [country, retriever] : offices) {
-        if (number_.startsWith(QLatin1String(country))) {
-            (*retriever)(ctx_, number_, reference_);
-            return;
-        }
-    }
-
-    result_ += QStringLiteral(" (Patent not found)");
-    not_found_tail();
+    QString copy = with_kind_codes(number_);
+    if (has_file(copy))
+        return true;
+    depatis_try(copy);
+    return has_file(copy);
 }
 
-Chain::Outcome Chain::page_wise(const QString& page) {
-    // The viewer links, up to the next double quote each; the list holds 20.
-    QStringList links;
-    const QString viewer = QStringLiteral("/espacenet/bnsviewer");
-    for (qsizetype at = page.indexOf(viewer); at >= 0;) {
-        const qsizetype quote = page.indexOf(QLatin1Char('"'), at);
-        const QString link = quote >= 0 ? page.mid(at, quote - at) : page.mid(at);
-        if (links.size() < 20)
-            links << link;
-        at = page.indexOf(viewer, at + link.size());
+// The national offices end the chain, with or without a document; they log.
+bool Chain::national_office() {
+    for (const Office* office : chain_offices()) {
+        if (number_.startsWith(QLatin1String(office->chainPrefix))) {
+            call(office->retriever, number_);
+            return true;
+        }
     }
+    return false;
+}
 
-    // The first link by default; a link of the kind that was asked for takes its place,
-    // and of several the last one wins.
+void Chain::not_found_tail() {
+    set_status(result_);
+    number_ = with_kind_codes(number_);
+    if (has_file(number_))
+        return;
+    depatis_try(number_);
+    if (has_file(number_))
+        return;
+    set_status(number_ + QStringLiteral(" - ") + result_);
+    closing();
+}
+
+void Chain::closing() {
+    if (result_.isEmpty())
+        result_ =
+            fp() ? QStringLiteral("Downloaded (Front page)") : downloaded_word(file_of(number_));
+    if (ctx_.state.order_cancelled)
+        set_status(QStringLiteral("Job cancelled"));
+    else
+        writelog_copy(ctx_, fp() ? QStringLiteral("FP_") + number_ : number_, reference_, result_);
+    ctx_.host.setTitle(kDesktopTitle);
+}
+
+// The first link by default; a link of the kind that was asked for takes its place, and of
+// several the last one wins. When none fits, the kinds not found are noted in the result
+// word, and an A3 is asked for again.
+QString Chain::choose_link(const QStringList& links) {
     QString link = links.first();
     for (const QString& l : links) {
         if (l.contains(QLatin1String("B2+I+")) && isB2_)
@@ -325,42 +367,99 @@ Chain::Outcome Chain::page_wise(const QString& page) {
         if (l.contains(QLatin1String("A9+I+")) && isA9_)
             link = l;
     }
-    auto toA3 = [](QString s) {
-        s.replace(QStringLiteral("A0+I+"), QStringLiteral("A3+I+"));
-        s.replace(QStringLiteral("A1+I+"), QStringLiteral("A3+I+"));
-        s.replace(QStringLiteral("A2+I+"), QStringLiteral("A3+I+"));
-        return s;
-    };
-    if (link == links.first() && !link.contains(QLatin1String("B++I"))) {
-        if (isB1_)
-            result_ += QStringLiteral(" (B1 not found)");
-        if (isB2_)
-            result_ += QStringLiteral(" (B2 not found)");
-        if (isA3_) {
-            QString copy = toA3(link);
-            copy.replace(viewer, QStringLiteral("http://") + server_ +
-                                     QStringLiteral("/espacenet/bnsviewnav"));
-            copy += QStringLiteral("&PG=1") + time_stamp();
-            set_status(number_ + QStringLiteral(" Checking if patent exists (A3 Searching again)"));
-            ctx_.doEvents(4);
-            if (fetch_text(ctx_.Inet1, copy).contains(QLatin1String("A3+I+"))) {
-                link = toA3(link);
-            } else {
-                if (number_.startsWith(QLatin1String("WO"))) {
-                    number_ += QStringLiteral("A3");
-                    ctx_.retrievers.wipo_download(ctx_, number_, reference_);
-                    if (has_file(number_))
-                        return Outcome::Leave;
-                }
-                result_ += QStringLiteral(" (A3 not found)");
+    if (link != links.first() || link.contains(QLatin1String("B++I")))
+        return link;
+    if (isB1_)
+        result_ += QStringLiteral(" (B1 not found)");
+    if (isB2_)
+        result_ += QStringLiteral(" (B2 not found)");
+    if (isA3_) {
+        QString copy = to_a3(link);
+        copy.replace(kViewer,
+                     QStringLiteral("http://") + server_ + QStringLiteral("/espacenet/bnsviewnav"));
+        copy += QStringLiteral("&PG=1") + time_stamp();
+        set_status(number_ + QStringLiteral(" Checking if patent exists (A3 Searching again)"));
+        ctx_.doEvents(4);
+        if (fetch_text(ctx_.Inet1, copy).contains(QLatin1String("A3+I+"))) {
+            link = to_a3(link);
+        } else {
+            if (number_.startsWith(QLatin1String("WO"))) {
+                number_ += QStringLiteral("A3");
+                call("wipo_download", number_);
+                if (has_file(number_))
+                    return QString(); // found: the chain leaves
             }
+            result_ += QStringLiteral(" (A3 not found)");
         }
-        if (isA4_)
-            result_ += QStringLiteral(" (A4 not found)");
-        if (isA9_)
-            result_ += QStringLiteral(" (A9 not found)");
     }
-    link.replace(viewer,
+    if (isA4_)
+        result_ += QStringLiteral(" (A4 not found)");
+    if (isA9_)
+        result_ += QStringLiteral(" (A9 not found)");
+    return link;
+}
+
+Chain::Outcome Chain::close_with_status() {
+    if (!result_.isEmpty())
+        set_status(number_ + QStringLiteral(" - ") + result_);
+    return Outcome::Close;
+}
+
+// Appends a PDF behind the document, moved aside under number + "TEMP.pdf" meanwhile.
+bool Chain::append(const QString& file, const QString& extra) {
+    const QString temp = p_.pdf_folder + number_ + QStringLiteral("TEMP.pdf");
+    delete_file(temp);
+    if (!QFile::rename(file, temp)) {
+        delete_file(extra);
+        return false;
+    }
+    const int32_t handle = PDocNew(0, 0, file);
+    PDocMerge(handle, temp, 1, -1);
+    PDocMerge(handle, extra, 1, -1);
+    PDocRelease(handle);
+    delete_file(temp);
+    delete_file(extra);
+    return true;
+}
+
+// The certificates of correction of a US patent that must come from the USPTO, and the
+// corrected search-report pages of WO and EP documents.
+void Chain::corrections(const QString& link, const QString& pageOne, const QString& file, int count,
+                        QString& bookmarks) {
+    if (ctx_.state.force_uspto == QLatin1String("1") && number_.startsWith(QLatin1String("US")) &&
+        !number_.startsWith(QLatin1String("US20"))) {
+        const QString certificate =
+            vb_trim(retrievers(ctx_).uspto_cartificate(ctx_, number_, count));
+        if (!certificate.isEmpty() && append(file, certificate))
+            bookmarks += QStringLiteral(",") + QString::number(qint64(count) + 1) +
+                         QStringLiteral(":Correction");
+    }
+    if (!number_.startsWith(QLatin1String("WO")) && !number_.startsWith(QLatin1String("EP")))
+        return;
+    QString corrected = pageOne;
+    corrected.replace(QStringLiteral("+I+"), QStringLiteral("+IA"));
+    fetch_text(ctx_.Inet1, corrected);
+    QString answer;
+    if (!ctx_.state.order_cancelled)
+        answer = fetch_text(ctx_.Inet1, corrected);
+    if (!answer.contains(kButtonMarker) || !answer.contains(QLatin1String("TOTPG=")))
+        return;
+    int correctedCount = total_pages(answer).value_or(0);
+    QString correctedLink = link;
+    correctedLink.replace(QStringLiteral("+I+"), QStringLiteral("+IA"));
+    const QString correctedFile = p_.pdf_folder + number_ + QStringLiteral("_cor.pdf");
+    pages_download(ctx_, correctedCount, correctedLink + QStringLiteral("&PG="), p_.temp_prefix,
+                   correctedFile, number_);
+    if (file_exists(correctedFile) && append(file, correctedFile))
+        bookmarks += QStringLiteral(",") + QString::number(qint64(count) + 1) +
+                     QStringLiteral(":Corrected version");
+}
+
+Chain::Outcome Chain::page_wise(const QString& navigation) {
+    QString link = choose_link(read_viewer_links(navigation));
+    if (link.isEmpty())
+        return Outcome::Leave;
+    link.replace(kViewer,
                  QStringLiteral("http://") + server_ + QStringLiteral("/espacenet/bns.pdf"));
 
     if (!result_.isEmpty())
@@ -372,41 +471,67 @@ Chain::Outcome Chain::page_wise(const QString& page) {
         number_ = QStringLiteral("FP_") + number_;
 
     const QString file = file_of(number_);
-    auto closingStatus = [this] {
-        if (!result_.isEmpty())
-            set_status(number_ + QStringLiteral(" - ") + result_);
-        return Outcome::Close;
-    };
     if (file_exists(file)) {
         set_status(number_ + QStringLiteral(" Retrieved from cache"));
         result_ = QStringLiteral("Retrieved from cache");
-        return closingStatus();
+        return close_with_status();
     }
 
-    // Page one of the viewer: its section buttons give the bookmarks, TOTPG= the count.
-    int count = kUnknownCount;
     QString pageOne = link;
     pageOne.replace(QStringLiteral("/espacenet/bns.pdf"), QStringLiteral("/espacenet/bnsviewnav"));
     pageOne += QStringLiteral("&PG=1") + time_stamp();
-    QString navigation;
+    QString viewer;
     if (!ctx_.state.order_cancelled)
-        navigation = fetch_text(ctx_.Inet1, pageOne);
+        viewer = fetch_text(ctx_.Inet1, pageOne);
+    ViewerPage page = read_viewer_page(viewer, kUnknownCount);
+    if (fp()) {
+        page.count = 1;
+        page.bookmarks.clear();
+    }
+    set_status(number_ + QStringLiteral(" Starting download"));
+    ctx_.doEvents(2);
 
-    auto totalPages = [](const QString& text, int& into) {
-        const qsizetype at = text.indexOf(QLatin1String("TOTPG="));
-        if (text.isEmpty() || at < 0)
-            return;
-        QString n = text.mid(at + 6, 20);
-        const qsizetype amp = n.indexOf(QLatin1Char('&'));
-        if (amp >= 0)
-            n = n.left(amp);
-        into = vb_val(vb_trim(n));
-    };
+    // With no count known, DEPATISnet gets a try; the page loop below still settles it.
+    if (page.count == 0)
+        page.count = kUnknownCount;
+    if (page.count == kUnknownCount)
+        depatis_try(number_);
+    pages_download(ctx_, page.count, link + QStringLiteral("&PG="), p_.temp_prefix, file, number_);
 
-    QString bookmarks;
-    for (qsizetype at = navigation.indexOf(kButtonMarker); at >= 0;
-         at = navigation.indexOf(kButtonMarker, at + kButtonMarker.size())) {
-        QString entry = navigation.mid(at + kButtonMarker.size());
+    if (!file_exists(file)) {
+        result_ = number_ + QStringLiteral(" Error downloading the document!!!");
+        ctx_.inf(result_);
+        return close_with_status();
+    }
+    if (!fp())
+        corrections(link, pageOne, file, page.count, page.bookmarks);
+    if (page.bookmarks.contains(QLatin1Char(':')) &&
+        setting_on(QStringLiteral("ADDBOOKMARKS"), QStringLiteral("0")))
+        AddBookmark(ctx_.host, file, number_, page.bookmarks);
+    ctx_.inf(number_ + QStringLiteral(" downloaded (") + pdfnumpages(file) + QStringLiteral(")"));
+    // The success status " Done" is never shown: the branch's test for it never held.
+    return close_with_status();
+}
+
+} // namespace
+
+QStringList read_viewer_links(const QString& page) {
+    QStringList links;
+    for (qsizetype at = page.indexOf(kViewer); at >= 0;) {
+        const qsizetype quote = page.indexOf(QLatin1Char('"'), at);
+        const QString link = quote >= 0 ? page.mid(at, quote - at) : page.mid(at);
+        if (links.size() < 20)
+            links << link;
+        at = page.indexOf(kViewer, at + link.size());
+    }
+    return links;
+}
+
+ViewerPage read_viewer_page(const QString& page, int countIfUntold) {
+    ViewerPage v;
+    for (qsizetype at = page.indexOf(kButtonMarker); at >= 0;
+         at = page.indexOf(kButtonMarker, at + kButtonMarker.size())) {
+        QString entry = page.mid(at + kButtonMarker.size());
         const qsizetype retr = entry.indexOf(QLatin1String("&RETR="));
         if (retr >= 0)
             entry = entry.left(retr);
@@ -421,93 +546,14 @@ Chain::Outcome Chain::page_wise(const QString& page) {
         title.replace(QLatin1Char(')'), QLatin1Char(' '));
         title.replace(QLatin1Char('('), QLatin1Char(' '));
         if (pageNumber > 0)
-            bookmarks +=
+            v.bookmarks +=
                 QString::number(pageNumber) + QStringLiteral(":") + title + QStringLiteral(",");
     }
-    if (bookmarks.endsWith(QLatin1Char(',')))
-        bookmarks.chop(1);
-    totalPages(navigation, count);
-
-    if (fp()) {
-        count = 1;
-        bookmarks.clear();
-    }
-    set_status(number_ + QStringLiteral(" Starting download"));
-    ctx_.doEvents(2);
-
-    // With no count known, DEPATISnet gets a try; the page loop below still settles it.
-    if (count == 0)
-        count = kUnknownCount;
-    if (count == kUnknownCount)
-        ctx_.retrievers.depatis_download(ctx_, number_, reference_, false);
-    pages_download(ctx_, count, link + QStringLiteral("&PG="), p_.temp_prefix, file, number_);
-
-    if (!file_exists(file)) {
-        result_ = number_ + QStringLiteral(" Error downloading the document!!!");
-        ctx_.inf(result_);
-        return closingStatus();
-    }
-
-    // Appends a PDF behind the document, moved aside under number + "TEMP.pdf" meanwhile.
-    auto append = [&](const QString& extra) {
-        const QString temp = p_.pdf_folder + number_ + QStringLiteral("TEMP.pdf");
-        delete_file(temp);
-        if (!QFile::rename(file, temp)) {
-            delete_file(extra);
-            return false;
-        }
-        const int32_t handle = PDocNew(0, 0, file);
-        PDocMerge(handle, temp, 1, -1);
-        PDocMerge(handle, extra, 1, -1);
-        PDocRelease(handle);
-        delete_file(temp);
-        delete_file(extra);
-        return true;
-    };
-
-    if (!fp()) {
-        if (ctx_.state.force_uspto == QLatin1String("1") &&
-            number_.startsWith(QLatin1String("US")) && !number_.startsWith(QLatin1String("US20"))) {
-            const QString certificate =
-                vb_trim(ctx_.retrievers.uspto_cartificate(ctx_, number_, count));
-            if (!certificate.isEmpty() && append(certificate)) {
-                bookmarks += QStringLiteral(",") + QString::number(qint64(count) + 1) +
-                             QStringLiteral(":Correction");
-            }
-        }
-        // Corrected search-report pages of WO and EP documents.
-        if (number_.startsWith(QLatin1String("WO")) || number_.startsWith(QLatin1String("EP"))) {
-            QString corrected = pageOne;
-            corrected.replace(QStringLiteral("+I+"), QStringLiteral("+IA"));
-            fetch_text(ctx_.Inet1, corrected);
-            QString answer;
-            if (!ctx_.state.order_cancelled)
-                answer = fetch_text(ctx_.Inet1, corrected);
-            if (answer.contains(kButtonMarker) && answer.contains(QLatin1String("TOTPG="))) {
-                int correctedCount = 0;
-                totalPages(answer, correctedCount);
-                QString correctedLink = link;
-                correctedLink.replace(QStringLiteral("+I+"), QStringLiteral("+IA"));
-                const QString correctedFile = p_.pdf_folder + number_ + QStringLiteral("_cor.pdf");
-                pages_download(ctx_, correctedCount, correctedLink + QStringLiteral("&PG="),
-                               p_.temp_prefix, correctedFile, number_);
-                if (file_exists(correctedFile) && append(correctedFile)) {
-                    bookmarks += QStringLiteral(",") + QString::number(qint64(count) + 1) +
-                                 QStringLiteral(":Corrected version");
-                }
-            }
-        }
-    }
-
-    if (bookmarks.contains(QLatin1Char(':')) &&
-        setting_on(QStringLiteral("ADDBOOKMARKS"), QStringLiteral("0")))
-        AddBookmark(ctx_.host, file, number_, bookmarks);
-    ctx_.inf(number_ + QStringLiteral(" downloaded (") + pdfnumpages(file) + QStringLiteral(")"));
-    // The success status " Done" is never shown: the branch's test for it never held.
-    return closingStatus();
+    if (v.bookmarks.endsWith(QLatin1Char(',')))
+        v.bookmarks.chop(1);
+    v.count = total_pages(page).value_or(countIfUntold);
+    return v;
 }
-
-} // namespace
 
 void get_patent(RunContext& ctx, QString& number, const QString& reference) {
     Chain(ctx, number, reference).run();

@@ -3,15 +3,17 @@
 #include "foundation/general.h"
 #include "foundation/run_context.h"
 #include "pdf/pdf_library.h"
-#include "retrieval/retrieval_util.h"
+#include "retrieval/kit.h"
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
 // The largest answer a page slot takes; a longer page is cut.
 constexpr qint64 kPageChunk = 10602048;
 constexpr int kPageTries = 10;
+constexpr int kSlots = WebSlots::kSlots; // slot 0 is never used: batches of up to 100
 
 QString job_file(const QString& tempPrefix, qint64 page) {
     return tempPrefix + QString::number(page) + QStringLiteral(".pdf");
@@ -21,13 +23,31 @@ QString page_url(const QString& baseUrl, qint64 page, const QString& stamp) {
     return baseUrl + QString::number(page) + QStringLiteral("&PROXY=") + stamp;
 }
 
-// The end of both loops. lastTried is the highest page that was asked for: no job file of
-// this run lies above it, so a huge page count costs nothing here.
-void finish_pages(RunContext& ctx, const QString& tempPrefix, const QString& outputFile,
-                  qint64 lastTried) {
-    PageLoopState& s = ctx.pages;
-    const qint64 last = std::min<qint64>(s.page_total, lastTried);
-    if (s.pages_failed) {
+// The run state of one page loop: what pages_parallel and pp_indexc share.
+struct PageLoop {
+    PageLoop(RunContext& c, int pageCount, const QString& name)
+        : ctx(c), page_total(pageCount), page_name(name) {}
+
+    void pp_indexc(int Index);
+    // The end of both loops. lastTried is the highest page that was asked for: no job file
+    // of this run lies above it, so a huge page count costs nothing here.
+    void finish(const QString& tempPrefix, const QString& outputFile, qint64 lastTried) const;
+
+    RunContext& ctx;
+    int page_total;
+    QString page_name;
+    bool pages_failed = false;
+    int pages_done = 0;
+    int batch_first = 0;
+    std::array<bool, kSlots> slot_done{};
+    std::array<QString, kSlots> slot_file{};
+    std::array<int, kSlots> slot_retries{};
+};
+
+void PageLoop::finish(const QString& tempPrefix, const QString& outputFile,
+                      qint64 lastTried) const {
+    const qint64 last = std::min<qint64>(page_total, lastTried);
+    if (pages_failed) {
         delete_file(outputFile);
         for (qint64 page = 1; page <= last; ++page)
             delete_file(job_file(tempPrefix, page));
@@ -46,58 +66,46 @@ void finish_pages(RunContext& ctx, const QString& tempPrefix, const QString& out
     PDocRelease(handle);
 }
 
-void start_loop(RunContext& ctx, int pageCount, const QString& name) {
-    PageLoopState& s = ctx.pages;
-    s.page_total = pageCount;
-    s.page_name = name;
-    s.pages_failed = false;
-    s.pages_done = 0;
-}
-
-} // namespace
-
-void pp_indexc(RunContext& ctx, int Index) {
-    PageLoopState& s = ctx.pages;
-    if (Index <= 0 || Index >= PageLoopState::kSlots)
-        return;
-    WebControl& slot = ctx.Inet2(Index);
-    const qint64 page = qint64(Index) + s.batch_first - 1;
-    const QString file = job_file(s.slot_file[size_t(Index)], page);
+// Deals with one slot whose request has ended: keeps the page, or asks again, or gives up.
+void PageLoop::pp_indexc(int Index) {
+    WebControl& slot = ctx.Inet2[Index];
+    const qint64 page = qint64(Index) + batch_first - 1;
+    const QString file = job_file(slot_file[size_t(Index)], page);
     write_file(file, slot.GetChunk(kPageChunk));
 
     if (checkpdf(file)) {
-        ++s.pages_done;
-        const qint64 percent =
-            s.page_total > 0 ? qint64(s.pages_done) * 100 / qint64(s.page_total) : 0;
-        ctx.inf(QStringLiteral("Downloading ") + s.page_name + QStringLiteral(" page ") +
-                QString::number(s.pages_done) + QStringLiteral(" out of ") +
-                QString::number(s.page_total) + QStringLiteral(" pages  ") +
+        ++pages_done;
+        const qint64 percent = page_total > 0 ? qint64(pages_done) * 100 / qint64(page_total) : 0;
+        ctx.inf(QStringLiteral("Downloading ") + page_name + QStringLiteral(" page ") +
+                QString::number(pages_done) + QStringLiteral(" out of ") +
+                QString::number(page_total) + QStringLiteral(" pages  ") +
                 QString::number(percent) + QStringLiteral("% "));
         ctx.doEvents();
-        s.slot_done[size_t(Index)] = true;
+        slot_done[size_t(Index)] = true;
         return;
     }
 
     delete_file(file);
-    ++s.slot_retries[size_t(Index)];
-    if (s.slot_retries[size_t(Index)] >= kPageTries) {
-        s.slot_done[size_t(Index)] = true;
-        ctx.inf(s.page_name + QStringLiteral(" Page:") + QString::number(page) +
+    ++slot_retries[size_t(Index)];
+    if (slot_retries[size_t(Index)] >= kPageTries) {
+        slot_done[size_t(Index)] = true;
+        ctx.inf(page_name + QStringLiteral(" Page:") + QString::number(page) +
                 QStringLiteral(" failed"));
-        s.pages_failed = true;
+        pages_failed = true;
         return;
     }
-    ctx.inf(s.page_name + QStringLiteral(" Page:") + QString::number(page) +
-            QStringLiteral(" retry ") + QString::number(s.slot_retries[size_t(Index)]));
+    ctx.inf(page_name + QStringLiteral(" Page:") + QString::number(page) +
+            QStringLiteral(" retry ") + QString::number(slot_retries[size_t(Index)]));
     // The same address again, time stamp and all, at once.
     slot.Execute(slot.URL, QStringLiteral("GET"));
 }
 
+} // namespace
+
 void pages_parallel(RunContext& ctx, int& pageCount, const QString& baseUrl, int batchSize,
                     const QString& tempPrefix, const QString& outputFile, const QString& name) {
-    PageLoopState& s = ctx.pages;
-    start_loop(ctx, pageCount, name);
-    const int batch = std::clamp(batchSize, 1, PageLoopState::kSlots - 1);
+    PageLoop s(ctx, pageCount, name);
+    const int batch = std::clamp(batchSize, 1, kSlots - 1);
     qint64 lastTried = 0;
 
     for (qint64 first = 1; first <= s.page_total && !s.pages_failed; first += batch) {
@@ -105,20 +113,18 @@ void pages_parallel(RunContext& ctx, int& pageCount, const QString& baseUrl, int
         for (int slot = 1; slot <= batch; ++slot) {
             const size_t i = size_t(slot);
             const qint64 page = qint64(slot) + first - 1;
+            s.slot_retries[i] = 0;
             if (page > s.page_total) {
                 s.slot_done[i] = true;
                 s.slot_file[i].clear();
-                s.slot_retries[i] = 0;
                 continue;
             }
             s.slot_done[i] = false;
             s.slot_file[i] = tempPrefix;
-            s.slot_retries[i] = 0;
             lastTried = page;
             // A slot keeps its web control, and with it its connection, from one batch to
             // the next; all are unloaded when the run ends.
-            ctx.LoadInet2(slot);
-            WebControl& inet = ctx.Inet2(slot);
+            WebControl& inet = ctx.Inet2[slot];
             inet.URL = page_url(baseUrl, page, timer_text());
             inet.AccessType = ctx.Inet1.AccessType;
             inet.Proxy = ctx.Inet1.Proxy;
@@ -136,14 +142,14 @@ void pages_parallel(RunContext& ctx, int& pageCount, const QString& baseUrl, int
             if (s.pages_failed) {
                 for (int slot = 1; slot <= batch; ++slot)
                     if (!s.slot_done[size_t(slot)])
-                        ctx.UnloadInet2(slot);
+                        ctx.Inet2.unload(slot);
                 break;
             }
             bool finished = true;
             bool handled = false;
             for (int slot = 1; slot <= batch; ++slot) {
-                if (!s.slot_done[size_t(slot)] && !ctx.Inet2(slot).StillExecuting()) {
-                    pp_indexc(ctx, slot);
+                if (!s.slot_done[size_t(slot)] && !ctx.Inet2[slot].StillExecuting()) {
+                    s.pp_indexc(slot);
                     handled = true;
                 }
                 if (!s.slot_done[size_t(slot)])
@@ -154,19 +160,18 @@ void pages_parallel(RunContext& ctx, int& pageCount, const QString& baseUrl, int
             if (handled)
                 ctx.doEvents();
             else
-                ctx.waitForWebEvents();
+                WebSlots::wait_for_any();
         }
     }
     for (int slot = 1; slot <= batch; ++slot)
-        ctx.UnloadInet2(slot);
-    finish_pages(ctx, tempPrefix, outputFile, lastTried);
+        ctx.Inet2.unload(slot);
+    s.finish(tempPrefix, outputFile, lastTried);
 }
 
 void pages_serial(RunContext& ctx, int& pageCount, const QString& baseUrl, int batchSize,
                   const QString& tempPrefix, const QString& outputFile, const QString& name) {
     Q_UNUSED(batchSize);
-    PageLoopState& s = ctx.pages;
-    start_loop(ctx, pageCount, name);
+    PageLoop s(ctx, pageCount, name);
     qint64 lastTried = 0;
 
     for (qint64 page = 1; page <= s.page_total && !s.pages_failed; ++page) {
@@ -177,8 +182,7 @@ void pages_serial(RunContext& ctx, int& pageCount, const QString& baseUrl, int b
         const QString file = job_file(tempPrefix, page);
         for (;;) {
             // Emptied first: a failed request must not hand on the page before it.
-            const QByteArray bytes = fetch_bytes(ctx.Inet1, ctx.Inet1.URL);
-            write_file(file, bytes);
+            write_file(file, fetch_bytes(ctx.Inet1, ctx.Inet1.URL));
             if (checkpdf(file)) {
                 ctx.inf(QStringLiteral("Downloading ") + name + QStringLiteral(" page ") +
                         QString::number(page) + QStringLiteral(" out of ") +
@@ -186,8 +190,7 @@ void pages_serial(RunContext& ctx, int& pageCount, const QString& baseUrl, int b
                 break;
             }
             delete_file(file);
-            ++retries;
-            if (retries >= kPageTries) {
+            if (++retries >= kPageTries) {
                 ctx.inf(name + QStringLiteral(" Page:") + QString::number(page) +
                         QStringLiteral(" failed"));
                 s.pages_failed = true;
@@ -197,7 +200,7 @@ void pages_serial(RunContext& ctx, int& pageCount, const QString& baseUrl, int b
                     QStringLiteral(" retry ") + QString::number(retries));
         }
     }
-    finish_pages(ctx, tempPrefix, outputFile, lastTried);
+    s.finish(tempPrefix, outputFile, lastTried);
 }
 
 void pages_download(RunContext& ctx, int& pageCount, const QString& baseUrl,

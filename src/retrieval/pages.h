@@ -13,13 +13,10 @@ struct RunContext;
 // page number and the time stamp. name is the number shown in the status line.
 
 // Up to batchSize (at most 100) requests in flight at once, each on its own page slot,
-// polled from this one loop. Batches are strict: the next starts when every page of this
-// one is done.
+// polled from this one loop (pp_indexc deals with a slot whose request has ended). Batches
+// are strict: the next starts when every page of this one is done.
 void pages_parallel(RunContext& ctx, int& pageCount, const QString& baseUrl, int batchSize,
                     const QString& tempPrefix, const QString& outputFile, const QString& name);
-
-// Deals with one slot whose request has ended: keeps the page, or asks again, or gives up.
-void pp_indexc(RunContext& ctx, int Index);
 
 // One page after the other on Inet1; batchSize is not used.
 void pages_serial(RunContext& ctx, int& pageCount, const QString& baseUrl, int batchSize,

@@ -1,5 +1,4 @@
 #include "foundation/registry.h"
-#include "order/order_run.h"
 #include "settings_fixture.h"
 #include "test_env.h"
 

@@ -1,4 +1,5 @@
 #include "foundation/general.h"
+#include "foundation/log.h"
 #include "foundation/registry.h"
 #include "gui/form1.h"
 #include "gui/report_window.h"

@@ -1,10 +1,11 @@
 #include "foundation/general.h"
 #include "foundation/host.h"
+#include "foundation/log.h"
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
 #include "order/order_run.h"
-#include "order/report_log.h"
 #include "recording_shell.h"
+#include "retrieval/retrievers.h"
 #include "settings_fixture.h"
 #include "test_env.h"
 
@@ -62,7 +63,7 @@ TEST_F(OrderRun, FileListsLoseTheirPunctuation) {
 
 TEST_F(OrderRun, RunsTheListAndShowsTheReport) {
     QStringList seen;
-    ctx.retrievers.get_patent = [&](RunContext& c, QString& n, const QString& ref) {
+    retrievers(ctx).byName["get_patent"] = [&](RunContext& c, QString& n, const QString& ref) {
         EXPECT_TRUE(host.orderRunning());
         seen << n + "|" + ref;
         QString r = ref, res = "Not found (Patent not found)";
@@ -88,7 +89,7 @@ TEST_F(OrderRun, AnEmptyListShowsAnEmptyReport) {
 }
 
 TEST_F(OrderRun, ACancelledOrderShowsNoReport) {
-    ctx.retrievers.get_patent = [](RunContext& c, QString&, const QString&) {
+    retrievers(ctx).byName["get_patent"] = [](RunContext& c, QString&, const QString&) {
         c.state.order_cancelled = true;
     };
     host.setText1("EP1\r\nEP2");
@@ -107,8 +108,8 @@ TEST_F(OrderRun, FrontPageReportIsBuiltFromTheFiles) {
         "trailer<</Root 1 0 R>>\r%%EOF\r");
     write_file(folder + "FP_WO04012345.pdf", "%PDF");
     write_file(folder + "US5123456.pdf", "%PDF");
-    ctx.retrievers.get_patent = [](RunContext&, QString&, const QString&) {};
-    ctx.retrievers.uspto_download = [](RunContext&, QString&, const QString&) {};
+    retrievers(ctx).byName["get_patent"] = [](RunContext&, QString&, const QString&) {};
+    retrievers(ctx).byName["uspto_download"] = [](RunContext&, QString&, const QString&) {};
     host.fp = true;
     host.setText1("EP1234567\r\nWO04012345\r\n5123456\r\nXX1");
     order_run(ctx);

@@ -1,5 +1,6 @@
 #include "foundation/general.h"
 #include "foundation/host.h"
+#include "foundation/log.h"
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
 #include "order/report_log.h"
@@ -13,82 +14,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-class WriteLog : public RunTest {
-protected:
-    void SetUp() override {
-        pdfdir =
-            test_root() + "/logpdf-" +
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        QDir(pdfdir).removeRecursively();
-        set_settings({{"PDFDIR", pdfdir}});
-        set_fixed_now(QDateTime(QDate(2026, 11, 22), QTime(9, 5, 7)));
-    }
-    void TearDown() override { set_fixed_now({}); }
-    QByteArray logBytes() { return read_file(pdfdir + "/bnslog.csv"); }
-    static QByteArray expected(const char* name) {
-        return read_file(QStringLiteral(BQ_SOURCE_DIR "/tests/order/data/") + QLatin1String(name));
-    }
-    void log(QString pat, QString ref, QString res) { writelog(ctx, pat, ref, res); }
-
-    QString pdfdir;
-};
-
-TEST_F(WriteLog, FilesMatchTheHandWrittenLogs) {
-    struct Call {
-        const char* pat;
-        const char* ref;
-        const char* res;
-    };
-    struct Case {
-        const char* file;
-        std::vector<Call> calls;
-    } cases[] = {
-        {"first_call.csv", {{"EP1234567", "CASE 7", "Downloaded (12 Pages )"}}},
-        {"several_calls.csv",
-         {{"EP1234567", "R1", "Downloaded (12 Pages )"},
-          {"WO04012345", "R1", "Not found (Patent not found)"},
-          {"US5123456", "R1", "Downloaded (3 Pages )"}}},
-        {"quotes_and_line_ends.csv", {{"EP1\"2", "a\r\nb", "He said \"no\""}}},
-        {"two_references.csv", {{"EP1234567", "A!!B", "Downloaded (2 Pages )"}}},
-        {"lone_separator.csv", {{"EP1234567", "!!", "Downloaded (2 Pages )"}}},
-        {"trailing_separator.csv", {{"EP1234567", "A!!", "Downloaded (2 Pages )"}}},
-        {"empty_reference.csv", {{"EP1234567", "", "Downloaded (2 Pages )"}}},
-    };
-    for (const Case& c : cases) {
-        QFile::remove(pdfdir + "/bnslog.csv");
-        for (const Call& call : c.calls)
-            log(QString::fromLatin1(call.pat), QString::fromLatin1(call.ref),
-                QString::fromLatin1(call.res));
-        EXPECT_EQ(logBytes(), expected(c.file)) << c.file;
-    }
-}
-
-TEST_F(WriteLog, ReportKeepsOneLineWithTheWordAsPassed) {
-    log("ep1234567", "A!!B", "He said \"no\"");
-    log("EP12345678901234567", "!!", "Downloaded (1 Pages )");
-    EXPECT_EQ(ctx.state.report_text, QStringLiteral("EP1234567      \tHe said \"no\"\r\n"
-                                                    "EP1234567890123\tDownloaded (1 Pages )\r\n"));
-}
-
-TEST_F(WriteLog, CleansTheCallersTexts) {
-    QString pat = "EP1\r2", ref = "R\"1", res = "a\nb";
-    writelog(ctx, pat, ref, res);
-    EXPECT_EQ(pat, "EP1 2");
-    EXPECT_EQ(ref, "R 1");
-    EXPECT_EQ(res, "a b");
-}
-
-TEST_F(WriteLog, MissingFolderIsMadeAndAnUnwritableLogIsPassedOver) {
-    EXPECT_FALSE(QDir(pdfdir).exists());
-    log("EP1", "", "x");
-    EXPECT_TRUE(QFile::exists(pdfdir + "/bnslog.csv"));
-    // A folder standing where the log should be: the line is lost without a word.
-    QFile::remove(pdfdir + "/bnslog.csv");
-    QDir().mkpath(pdfdir + "/bnslog.csv");
-    log("EP2", "", "y");
-    EXPECT_EQ(ctx.state.report_text.count("\r\n"), 2);
-}
 
 TEST(ReportLine, FileBehindALine) {
     const QString folder = "/f/";

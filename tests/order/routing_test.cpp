@@ -1,5 +1,6 @@
 #include "foundation/host.h"
 #include "foundation/run_context.h"
+#include "offices/office_table.h"
 #include "order/routing.h"
 #include "recording_shell.h"
 #include "test_env.h"
@@ -25,6 +26,8 @@ TEST(CanonicalSpelling, RewritesEachWritingStyle) {
         {"EP1234567A3", "EP1234567A3"},
         {"WO 2004/012345", "WO04012345"},
         {"WO2000/12345", "WO0012345"},
+        {"WO2001/12345", "WO0112345"}, // 2000 and 2001 keep five-digit serials
+        {"WO2003/12345", "WO03012345"},
         {"WO2002/51230", "WO0251230"},
         {"WO2002/51231", "WO02051231"},
         {"WO98/12345", "WO9812345"},
@@ -52,47 +55,53 @@ TEST(CanonicalSpelling, KeepsOneLinePerLineAndTheTrailingLineEnd) {
     EXPECT_EQ(canonical_list(""), QStringLiteral("\r\n"));
 }
 
-TEST(Routing, FirstMatchingRowWins) {
+TEST(Routing, FirstMatchingRowOfTheOfficeTableWins) {
     struct Case {
         const char* line;
         bool depatis;
-        Route route;
+        const char* retriever; // "" for a line that is skipped
         const char* handed;
         bool force;
+        bool fallback = false;
     } cases[] = {
-        {"AUA2004123456", false, Route::Australia, "AUA2004123456", false},
-        {"5123456", false, Route::Uspto, "US5123456", true},
-        {"1234567", true, Route::Uspto, "US1234567", true},
-        {"8123456", false, Route::Uspto, "US8123456", true},
-        {"9123456", false, Route::GetPatent, "9123456", false},
-        {"0123456", false, Route::GetPatent, "0123456", false},
-        {"*USD339456", false, Route::Uspto, "USD339456", true},
-        {"*UST109201", false, Route::Uspto, "UST109201", true},
-        {"USA20010000044", false, Route::Uspto, "USA20010000044", false},
-        {"US5123456", false, Route::GetPatent, "US5123456", false},
-        {"CN1234567", true, Route::Cnpto, "CN1234567", false},
-        {"FW1234567", false, Route::Epoline, "FW1234567", false},
-        {"PW1234567", false, Route::Epoline, "PW1234567", false},
-        {"FR2812345B", false, Route::Inpi, "FR2812345B", false},
-        {"MT2001123456", false, Route::JpoTranslation, "MT2001123456", false},
-        {"JP2001123456MT", false, Route::JpoTranslation, "JP2001123456MT", false},
-        {"JP2001123456", false, Route::GetPatent, "JP2001123456", false},
-        {"AU2004123456", false, Route::GetPatent, "AU2004123456", false},
-        {"#DE1234567", false, Route::DepatisOnly, "DE1234567", false},
-        {"#DE1234567", true, Route::DepatisOnly, "DE1234567", false},
-        {"DE1234567", true, Route::DepatisFallback, "DE1234567", false},
-        {"EP1234567", false, Route::GetPatent, "EP1234567", false},
-        {"ABC", false, Route::GetPatent, "ABC", false},
-        {"AB", false, Route::Skip, "AB", false},
-        {"", true, Route::Skip, "", false},
+        {"AUA2004123456", false, "australia_download", "AUA2004123456", false},
+        {"5123456", false, "uspto_download", "US5123456", true},
+        {"1234567", true, "uspto_download", "US1234567", true},
+        {"8123456", false, "uspto_download", "US8123456", true},
+        {"9123456", false, "get_patent", "9123456", false},
+        {"0123456", false, "get_patent", "0123456", false},
+        {"*USD339456", false, "uspto_download", "USD339456", true},
+        {"*UST109201", false, "uspto_download", "UST109201", true},
+        {"USA20010000044", false, "uspto_download", "USA20010000044", false},
+        {"US5123456", false, "get_patent", "US5123456", false},
+        {"CN1234567", true, "cnpto_download", "CN1234567", false},
+        {"FW1234567", false, "epoline_download", "FW1234567", false},
+        {"PW1234567", false, "epoline_download", "PW1234567", false},
+        {"FR2812345B", false, "inpi_download", "FR2812345B", false},
+        {"MT2001123456", false, "jpo_translation_download", "MT2001123456", false},
+        {"MTCN1623014", false, "jpo_translation_download", "MTCN1623014", false},
+        {"JP2001123456MT", false, "jpo_translation_download", "JP2001123456MT", false},
+        {"JP2001123456", false, "get_patent", "JP2001123456", false},
+        {"AU2004123456", false, "get_patent", "AU2004123456", false},
+        {"#DE1234567", false, "depatis_download", "DE1234567", false},
+        {"#DE1234567", true, "depatis_download", "DE1234567", false},
+        {"DE1234567", true, "depatis_download", "DE1234567", false, true},
+        {"EP1234567", false, "get_patent", "EP1234567", false},
+        {"ABC", false, "get_patent", "ABC", false},
+        {"AB", false, "", "AB", false},
+        {"", true, "", "", false},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.line);
         const Routing r = route_line(QString::fromLatin1(c.line), c.depatis);
-        EXPECT_EQ(r.route, c.route) << c.line;
-        if (r.route != Route::Skip) {
-            EXPECT_EQ(r.number, QString::fromLatin1(c.handed)) << c.line;
-            EXPECT_EQ(r.forceUspto, c.force) << c.line;
-        }
+        EXPECT_EQ(r.skip, !*c.retriever);
+        if (r.skip)
+            continue;
+        EXPECT_EQ(QLatin1String(r.office ? r.office->retriever : "get_patent"),
+                  QLatin1String(c.retriever));
+        EXPECT_EQ(r.number, QString::fromLatin1(c.handed));
+        EXPECT_EQ(r.forceUspto, c.force);
+        EXPECT_EQ(r.fallback, c.fallback);
     }
 }
 
@@ -100,21 +109,16 @@ TEST(Routing, FirstMatchingRowWins) {
 class Dispatch : public RunTest {
 protected:
     void SetUp() override {
-        Retrievers& r = ctx.retrievers;
-        auto rec = [this](const char* name) {
+        Retrievers& r = retrievers(ctx);
+        auto rec = [this](const QString& name) {
             return [this, name](RunContext& c, QString& n, const QString& ref) {
-                calls << QStringLiteral("%1 %2 %3 %4")
-                             .arg(QLatin1String(name), n, ref, c.state.force_uspto);
+                calls << QStringLiteral("%1 %2 %3 %4").arg(name, n, ref, c.state.force_uspto);
                 n = QStringLiteral("REWRITTEN"); // a retriever may rewrite the number in place
             };
         };
-        r.get_patent = rec("get_patent");
-        r.australia_download = rec("australia");
-        r.uspto_download = rec("uspto");
-        r.cnpto_download = rec("cnpto");
-        r.epoline_download = rec("epoline");
-        r.inpi_download = rec("inpi");
-        r.jpo_translation_download = rec("jpo_translation");
+        r.byName.insert(QStringLiteral("get_patent"), rec(QStringLiteral("get_patent")));
+        for (const Office& o : office_table())
+            r.byName.insert(QLatin1String(o.retriever), rec(QLatin1String(o.retriever)));
         r.depatis_download = [this](RunContext& c, QString& n, const QString& ref, bool fb) {
             calls << QStringLiteral("depatis(%1) %2 %3 %4")
                          .arg(fb ? "true" : "false", n, ref, c.state.force_uspto);
@@ -129,20 +133,23 @@ TEST_F(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
         canonical_list("5,123,456\r\nAB\r\nep 1234567 a1\r\n*usre35312\r\n#de123\r\nwo2004/"
                        "12345\r\nCN1\r\n"),
         "Case 7");
-    EXPECT_EQ(calls, QStringList({"uspto US5123456 Case 7 1", "get_patent EP1234567 Case 7 0",
-                                  "uspto USRE35312 Case 7 1", "depatis(false) DE123 Case 7 0",
-                                  "get_patent WO04012345 Case 7 0", "cnpto CN1 Case 7 0"}));
+    EXPECT_EQ(calls,
+              QStringList({"uspto_download US5123456 Case 7 1", "get_patent EP1234567 Case 7 0",
+                           "uspto_download USRE35312 Case 7 1", "depatis(false) DE123 Case 7 0",
+                           "get_patent WO04012345 Case 7 0", "cnpto_download CN1 Case 7 0"}));
 }
 
 TEST_F(Dispatch, DepatisBoxIsReadForEachLineAndCancelStopsTheWalk) {
-    ctx.retrievers.get_patent = [&](RunContext& c, QString& n, const QString&) {
+    retrievers(ctx).byName[QStringLiteral("get_patent")] = [&](RunContext& c, QString& n,
+                                                               const QString&) {
         calls << "get_patent " + n;
         host.depatis = true; // ticked during the run: counts from the next line
         if (n == "EP3")
             c.state.order_cancelled = true;
     };
     dispatch_list(ctx, "EP1\r\nEP2\r\nCN9\r\n", "");
-    EXPECT_EQ(calls, QStringList({"get_patent EP1", "depatis(true) EP2  0", "cnpto CN9  0"}));
+    EXPECT_EQ(calls,
+              QStringList({"get_patent EP1", "depatis(true) EP2  0", "cnpto_download CN9  0"}));
     calls.clear();
     host.depatis = false;
     dispatch_list(ctx, "EP3\r\nEP4\r\n", "");

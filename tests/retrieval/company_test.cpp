@@ -1,8 +1,8 @@
 #include "foundation/general.h"
 #include "loopback_server.h"
+#include "office_fixture.h"
 #include "retrieval/company.h"
-#include "retrieval/retrieval_util.h"
-#include "retrieval_fixture.h"
+#include "retrieval/kit.h"
 #include "settings_fixture.h"
 
 #include <QFile>
@@ -20,10 +20,10 @@ const std::string tinyPdf =
     "xref\n0 4\n0000000000 65535 f \n0000000009 00000 n \n0000000058 00000 n \n"
     "0000000115 00000 n \ntrailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n186\n%%EOF\n";
 
-class CompanyServers : public RetrievalTest {
+class CompanyServers : public OfficeTest {
 protected:
     void SetUp() override {
-        RetrievalTest::SetUp();
+        OfficeTest::SetUp();
         services.on("/doc.pdf", [doc = onePagePdf(QStringLiteral("W"), 3000).toStdString()](
                                     const Request&) { return Answer::bytes(doc); });
         services.on("/other.pdf", [](const Request&) {
@@ -36,14 +36,14 @@ protected:
     }
     void TearDown() override {
         closeConnections();
-        RetrievalTest::TearDown();
+        OfficeTest::TearDown();
     }
     void reply(const std::string& text) {
         services.on("/lookup/wipop2.asp", [text](const Request&) { return Answer::text(text); });
     }
     std::string server() const { return services.host().toStdString(); }
     QString wipo(QString number) {
-        ctx.retrievers.wipo_download(ctx, number, QString());
+        wipo_download(ctx, number, QString());
         return pdf + number + QStringLiteral(".pdf");
     }
     size_t requestsFor(const std::string& path) const {
@@ -95,7 +95,7 @@ TEST_F(CompanyServers, WipoReplies) {
         EXPECT_EQ(pageLabels(file), stands.isEmpty() ? QStringList() : QStringList{stands});
         EXPECT_EQ(QFile::exists(file), !stands.isEmpty());
         EXPECT_EQ(ctx.host.title(), QStringLiteral("Bright Quill - Desktop edition"));
-        EXPECT_TRUE(tempFiles().isEmpty());
+        EXPECT_TRUE(files().isEmpty());
         QFile::remove(file);
     }
     EXPECT_EQ(requestsFor("/tiny.pdf"), 1u);
@@ -115,7 +115,7 @@ TEST_F(CompanyServers, WipoGivesUpAfterSevenTries) {
     EXPECT_FALSE(
         host.statusHistory.contains(QStringLiteral("WO2004012345 Downloading document (retry 2)")));
     EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("WO2004012345 not found")));
-    EXPECT_TRUE(tempFiles().isEmpty());
+    EXPECT_TRUE(files().isEmpty());
 }
 
 TEST_F(CompanyServers, WipoFrontPageCopyBesideTheDocument) {

@@ -1,8 +1,9 @@
 #include "foundation/general.h"
 #include "loopback_server.h"
+#include "office_fixture.h"
 #include "retrieval/espace.h"
-#include "retrieval/retrieval_util.h"
-#include "retrieval_fixture.h"
+#include "retrieval/kit.h"
+#include "retrieval/retrievers.h"
 #include "settings_fixture.h"
 
 #include <QFile>
@@ -17,10 +18,10 @@ std::string query(const Request& r, const std::string& key) {
     return it == r.query.end() ? std::string() : it->second;
 }
 
-class EspaceRoute : public RetrievalTest {
+class EspaceRoute : public OfficeTest {
 protected:
     void SetUp() override {
-        RetrievalTest::SetUp();
+        OfficeTest::SetUp();
         for (int n = 1; n <= 3; ++n)
             pages_[n] = onePagePdf(QStringLiteral("P%1").arg(n)).toStdString();
         // The lookup server: bns.asp hands out the pages of a three-page document "ID1".
@@ -94,7 +95,7 @@ TEST_F(EspaceRoute, BnsInfoReplies) {
         if (QString::fromLatin1(c.reply).contains(QLatin1String("@@@@"))) {
             EXPECT_EQ(ctx.state.bookmark_info, QString::fromLatin1(c.bookmarks));
         }
-        EXPECT_TRUE(tempFiles().isEmpty()) << tempFiles().join(' ').toStdString();
+        EXPECT_TRUE(files().isEmpty()) << files().join(' ').toStdString();
         QFile::remove(target());
     }
     reply(Answer::drop());
@@ -135,7 +136,7 @@ TEST_F(EspaceRoute, CertificatesOfCorrectionAndFrontPages) {
         lookup.clearRequests();
         const QString certificate = pdf + QStringLiteral("cert.pdf");
         int calls = 0;
-        ctx.retrievers.uspto_cartificate = [&](RunContext&, const QString& n, int last) {
+        retrievers(ctx).uspto_cartificate = [&](RunContext&, const QString& n, int last) {
             ++calls;
             EXPECT_EQ(n, number);
             EXPECT_EQ(last, 3);
@@ -249,7 +250,7 @@ TEST_F(EspaceRoute, FrenchGrantedPatentsFromPieces) {
     EXPECT_EQ(host.status(), QStringLiteral("FR2812345B Done (FR Espacenet site)"));
     for (const auto& r : pieces.requests())
         EXPECT_EQ(r.header("Authorization"), "");
-    EXPECT_TRUE(tempFiles().isEmpty());
+    EXPECT_TRUE(files().isEmpty());
 
     // "B1" is looked up as it is; a reply that doesn't name the number holds nothing.
     lookup.on("/frbdoc.asp", [&](const Request&) { return Answer::text(h + "/piece?n=1\r\n"); });

@@ -1,7 +1,7 @@
 #include "foundation/general.h"
 #include "loopback_server.h"
+#include "office_fixture.h"
 #include "retrieval/pages.h"
-#include "retrieval_fixture.h"
 #include "settings_fixture.h"
 
 #include <QElapsedTimer>
@@ -70,7 +70,7 @@ private:
 using Loop = void (*)(RunContext&, int&, const QString&, int, const QString&, const QString&,
                       const QString&);
 
-class PageLoops : public RetrievalTest {
+class PageLoops : public OfficeTest {
 protected:
     QString out() const { return pdf + QStringLiteral("EP1.pdf"); }
     QString prefix() const { return tmp + QStringLiteral("job42_"); }
@@ -109,9 +109,9 @@ TEST_F(PageLoops, BatchesOfTenInOrderAndTheSerialLoopMakesTheSameFile) {
     EXPECT_EQ(host.status(), QStringLiteral("Downloading EP1 page 23 out of 23 pages  100% "));
     EXPECT_TRUE(host.statusHistory.contains(
         QStringLiteral("Downloading EP1 page 5 out of 23 pages  21% ")));
-    EXPECT_TRUE(tempFiles().isEmpty()) << tempFiles().join(' ').toStdString();
+    EXPECT_TRUE(files().isEmpty()) << files().join(' ').toStdString();
     for (int slot = 1; slot <= 10; ++slot)
-        EXPECT_FALSE(ctx.Inet2Loaded(slot)) << slot;
+        EXPECT_FALSE(ctx.Inet2.loaded(slot)) << slot;
     for (const auto& t : s.server.targets())
         EXPECT_NE(t.find("&PROXY="), std::string::npos) << t;
 
@@ -120,7 +120,7 @@ TEST_F(PageLoops, BatchesOfTenInOrderAndTheSerialLoopMakesTheSameFile) {
     run(pages_serial, s, 23);
     EXPECT_EQ(read_file(out()), parallel);
     EXPECT_EQ(host.status(), QStringLiteral("Downloading EP1 page 23 out of 23 pages  "));
-    EXPECT_TRUE(tempFiles().isEmpty());
+    EXPECT_TRUE(files().isEmpty());
 }
 
 // A page is tried ten times: nine bad answers of any kind still deliver it, ten throw the
@@ -157,7 +157,7 @@ TEST_F(PageLoops, TenTriesPerPageWholeOrNothing) {
                     EXPECT_FALSE(QFile::exists(out()));
                     EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("EP1 Page:2 failed")));
                 }
-                EXPECT_TRUE(tempFiles().isEmpty()) << tempFiles().join(' ').toStdString();
+                EXPECT_TRUE(files().isEmpty()) << files().join(' ').toStdString();
                 const auto order = s.requested();
                 if (!dropped) {
                     EXPECT_EQ(std::count(order.begin(), order.end(), 2), 10);
@@ -178,7 +178,7 @@ TEST_F(PageLoops, AbsurdPageCountsEndQuicklyWithNothing) {
         run(pages_serial, s, count);
         EXPECT_LT(t.elapsed(), 20000);
         EXPECT_FALSE(QFile::exists(out()));
-        EXPECT_TRUE(tempFiles().isEmpty());
+        EXPECT_TRUE(files().isEmpty());
         // The first batch that can't be had ends it: pages 4 to 10 in parallel, 4 in serial.
         EXPECT_LE(s.requested().size(), count > 0 ? size_t(3 + 7 * 10 + 3 + 10) : 0u);
     }

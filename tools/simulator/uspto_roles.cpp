@@ -7,8 +7,6 @@
 #include "simulator.h"
 #include "uspto_samples.h"
 
-#include "offices/uspto_forms.h"
-
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -32,6 +30,36 @@ struct Document {
     int corrections = 0; // cc<n>.tif files
 };
 using Documents = std::map<QString, Document>; // by docid
+
+// How the image servers name a document: a granted patent by its kind letters and its digits,
+// padded with zeros to eight characters in all ("05123456", "D0339456", "PP008901"); a
+// published application by its eleven digits ("20010000044"). Takes "US5123456" or the plain
+// number of a full-text search ("5123456").
+QString office_docid(QString n) {
+    if (n.startsWith(QLatin1String("US")))
+        n = n.mid(2);
+    qsizetype letters = 0;
+    while (letters < n.size() && n.at(letters).isLetter())
+        ++letters;
+    if (letters == 0 && n.size() == 11)
+        return n;
+    return n.left(letters) + n.mid(letters).rightJustified(8 - letters, QLatin1Char('0'), true);
+}
+
+bool is_application(const QString& docid) {
+    return docid.size() == 11;
+}
+
+// Where the image servers keep a document: "/fdd/" + its last two characters, then three
+// folders cut from its name ("05123456" lies in /fdd/56/234/051/, "20010000044" in
+// /fdd/44/2001/00/000/).
+QString office_path(const QString& docid) {
+    if (is_application(docid))
+        return QStringLiteral("/fdd/%1/%2/%3/%4/0.pdf")
+            .arg(docid.right(2), docid.left(4), docid.mid(7, 2), docid.mid(4, 3));
+    return QStringLiteral("/fdd/%1/%2/%3/0.pdf")
+        .arg(docid.right(2), docid.mid(3, 3), docid.left(3));
+}
 
 int count_files(const QString& stem, const char* kind) {
     int n = 0;
@@ -61,16 +89,15 @@ Documents load_documents(const QString& folder) {
         Document d;
         d.number = number;
         d.stem = folder + QLatin1Char('/') + number;
-        const UsptoPdfAddress address = uspto_pdf_address(number);
-        d.docid = address.rewritten;
+        d.docid = office_docid(number);
         d.key =
             QString::fromLatin1(QCryptographicHash::hash(number.toLatin1(), QCryptographicHash::Md5)
                                     .toHex()
                                     .left(12))
                 .toUpper();
         // The documents are spread over the viewer hosts, as the office's were.
-        d.viewer = QLatin1String(address.application ? applicationViewers[applications++ % 2]
-                                                     : patentViewers[patents++ % 3]);
+        d.viewer = QLatin1String(is_application(d.docid) ? applicationViewers[applications++ % 2]
+                                                         : patentViewers[patents++ % 3]);
         d.pages = count_files(d.stem, "p");
         d.corrections = count_files(d.stem, "cc");
         docs.emplace(d.docid, d);
@@ -83,9 +110,8 @@ void full_text(Simulator& sim, const Documents& docs, bool applications,
                const httplib::Request& req, httplib::Response& res) {
     const QString s1 = QString::fromStdString(req.get_param_value("s1"));
     const QString plain = s1.section(QLatin1Char('\''), 1, 1);
-    const UsptoPdfAddress wanted = uspto_pdf_address(QStringLiteral("US") + plain);
-    const auto it = docs.find(wanted.rewritten);
-    if (plain.isEmpty() || it == docs.end() || wanted.application != applications) {
+    const auto it = docs.find(office_docid(plain));
+    if (plain.isEmpty() || it == docs.end() || is_application(it->first) != applications) {
         html(res, QStringLiteral("<html><head><title>Results of Search</title></head><body>"
                                  "<h1>No patents have matched your query</h1></body></html>"));
         return;
@@ -172,11 +198,10 @@ void add_uspto_roles(Simulator& sim) {
     const auto docs = std::make_shared<const Documents>(load_documents(folder));
 
     for (const auto& [docid, d] : *docs) {
-        const UsptoPdfAddress address = uspto_pdf_address(d.number);
         const QString pdf = d.stem + QStringLiteral(".pdf");
-        sim.route(address.application ? QStringLiteral("UsptoPdfApplicationHost")
-                                      : QStringLiteral("UsptoPdfPatentHost"),
-                  address.path.toStdString(),
+        sim.route(is_application(docid) ? QStringLiteral("UsptoPdfApplicationHost")
+                                        : QStringLiteral("UsptoPdfPatentHost"),
+                  office_path(docid).toStdString(),
                   [pdf](const httplib::Request&, httplib::Response& res) {
                       const QByteArray bytes = read(pdf);
                       res.set_content(bytes.constData(), size_t(bytes.size()), "application/pdf");

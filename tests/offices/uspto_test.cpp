@@ -1,14 +1,205 @@
+// The USPTO: the image servers' addresses and full-text searches of every form of number,
+// whole documents, and certificates of correction.
+#include "foundation/general.h"
+#include "office_fixture.h"
 #include "offices/uspto.h"
+#include "offices/uspto_forms.h"
+#include "order/order_run.h"
 #include "pdf/page_count.h"
+#include "pdf/pdf_library.h"
+#include "pdf/tiff_writer.h"
 #include "retrieval/espace.h"
-#include "uspto_fixture.h"
+#include "settings_fixture.h"
+#include "uspto_samples.h"
 
+#include <QDir>
+#include <QFile>
 #include <QRegularExpression>
 
 #include <functional>
+#include <map>
 #include <optional>
 
 using Answer = LoopbackServer::Answer;
+
+TEST(UsptoNumbers, ImageServerAddresses) {
+    struct Case {
+        const char* number;
+        const char* rewritten;
+        const char* path;
+        bool application;
+    } cases[] = {
+        {"US5123456", "05123456", "/fdd/56/234/051/0.pdf", false},
+        {"USD339456", "D0339456", "/fdd/56/394/D03/0.pdf", false},
+        {"USPP8901", "PP008901", "/fdd/01/089/PP0/0.pdf", false},
+        {"USRE35312", "RE035312", "/fdd/12/353/RE0/0.pdf", false},
+        {"USH1523", "H0001523", "/fdd/23/015/H00/0.pdf", false},
+        {"UST109201", "T0109201", "/fdd/01/092/T01/0.pdf", false},
+        {"USX12", "X0000012", "/fdd/12/000/X00/0.pdf", false},
+        {"us 5,123-456", "05123456", "/fdd/56/234/051/0.pdf", false},
+        {"US2001000044", "20010000044", "/fdd/44/2001/00/000/0.pdf", true},
+        {"US20010000044A1", "20010000044", "/fdd/44/2001/00/000/0.pdf", true},
+        // "A2" goes with the kind codes before the application test is made.
+        {"USA20010000044", "00100000044", "/fdd/44/0010/00/000/0.pdf", true},
+        {"US20041234567", "20040234567", "/fdd/67/2004/45/023/0.pdf", true},
+        {"US5000000B1", "05000000", "/fdd/00/000/050/0.pdf", false},
+        {"US5000000B2", "05000000", "/fdd/00/000/050/0.pdf", false},
+        {"US5000000A", "05000000", "/fdd/00/000/050/0.pdf", false},
+        {"123456789", "23456789", "/fdd/89/567/234/0.pdf", false},
+        {"USRE35312E", "RE35312E", "/fdd/2E/531/RE3/0.pdf", false},
+        // No row for "I" (the "A" of "AI" is gone) nor for any other letter.
+        {"USAI123", "I123", "/fdd/23/3/I12/0.pdf", false},
+        {"USQ9", "Q9", "/fdd/Q9//Q9/0.pdf", false},
+        {"", "", "/fdd////0.pdf", false},
+        {"US-A-B", "", "/fdd////0.pdf", false},
+        {"US12345678901234567", "12340234567", "/fdd/67/1234/45/023/0.pdf", true},
+    };
+    for (const Case& c : cases) {
+        const UsptoPdfAddress a = uspto_pdf_address(QString::fromLatin1(c.number));
+        EXPECT_EQ(a.rewritten, c.rewritten) << c.number;
+        EXPECT_EQ(a.path, c.path) << c.number;
+        EXPECT_EQ(a.application, c.application) << c.number;
+    }
+}
+
+TEST(UsptoNumbers, FullTextSearches) {
+    struct Case {
+        const char* number;
+        const char* search; // the end of the query
+        bool application;
+    } cases[] = {
+        {"US5123456", "d=PALL&p=1&u=/&r=1&f=G&l=50&s1='5123456'.PN.", false},
+        {"USD339456", "s1='D339456'.PN.", false},
+        {"USA20010000044", "d=PG01&p=1&u=/ne&r=1&f=G&l=50&s1='20010000044'.PGNR.", true},
+        {"US2001000044", "s1='20010000044'.PGNR.", true},
+        // "USA" alone makes an application; the "0" is forced in three times over.
+        {"USA1234", "s1='1234000'.PGNR.", true},
+        {"US", "s1=''.PN.", false},
+    };
+    for (const Case& c : cases) {
+        const UsptoTextQuery q = uspto_text_query(QString::fromLatin1(c.number));
+        EXPECT_TRUE(q.pathAndQuery.startsWith("/netacgi/nph-Parser?Sect1=PTO1&Sect2=HITOFF&"));
+        EXPECT_TRUE(q.pathAndQuery.endsWith(QLatin1String(c.search)))
+            << q.pathAndQuery.toStdString();
+        EXPECT_EQ(q.application, c.application) << c.number;
+    }
+}
+
+// Every USPTO role and the company's hosts on the hand-answered server.
+class UsptoTest : public OfficeTest {
+public:
+    // A page image as the viewer serves it, made once per kind.
+    static QByteArray page_tiff(int mark, bool certificate = false) {
+        static std::map<std::pair<int, bool>, QByteArray> made;
+        QByteArray& t = made[{mark, certificate}];
+        if (t.isEmpty())
+            t = uspto_sample_tiff(mark, certificate);
+        return t;
+    }
+
+protected:
+    void SetUp() override {
+        OfficeTest::SetUp();
+        serveRoles({"UsptoPdfPatentHost", "UsptoPdfApplicationHost", "UsptoPatentTextHost",
+                    "UsptoApplicationTextHost", "UsptoPatentViewerHost1", "UsptoPatentViewerHost2",
+                    "UsptoPatentViewerHost3", "UsptoApplicationViewerHost1",
+                    "UsptoApplicationViewerHost2", "CompanyWebHost", "CompanyMirrorHost",
+                    "CompanyLookupHost"});
+    }
+    static QString lib() { return converter("uspto.lib"); }
+    static void reset_lib() {
+        QFile::remove(lib());
+        QDir(lib()).removeRecursively();
+    }
+    // A document of n pages through the built-in writer and the page-copying library.
+    QByteArray document(int pages) {
+        const QString out = root + "/document.pdf";
+        const int32_t h = PDocNew(0, 0, out);
+        for (int n = 1; n <= pages; ++n) {
+            write_file(root + "/page.tif", page_tiff(n));
+            tif_to_pdf(host, root + "/page.pdf", root + "/page.tif");
+            PDocMerge(h, root + "/page.pdf", 1, 1);
+        }
+        PDocRelease(h);
+        return read_file(out);
+    }
+};
+
+TEST_F(UsptoTest, OrderSendsForcedAndBareNumbersToTheImageServers) {
+    LoopbackServer applications;
+    point_roles({"UsptoPdfApplicationHost"}, applications.host());
+    const std::string doc = document(2).toStdString();
+    server.onAny([&](const auto&) { return Answer::bytes(doc); });
+    applications.onAny([&](const auto&) { return Answer::bytes(doc); });
+
+    host.setText1("5123456\r\n*USD339456\r\nUSA20010000044\r\n*USRE35312E\r\n");
+    order_run(ctx);
+
+    EXPECT_EQ(server.targets(),
+              (std::vector<std::string>{"/fdd/56/234/051/0.pdf", "/fdd/56/394/D03/0.pdf",
+                                        "/fdd/2E/531/RE3/0.pdf"}));
+    EXPECT_EQ(applications.targets(), std::vector<std::string>{"/fdd/44/0010/00/000/0.pdf"});
+    EXPECT_EQ(files(pdf), (QStringList{"US5123456.pdf", "USA20010000044.pdf", "USD339456.pdf",
+                                       "USRE35312E.pdf", "bnslog.csv"}));
+    EXPECT_EQ(ctx.state.report_text.count("\tDownloaded (2 Pages )\r\n"), 4)
+        << ctx.state.report_text.toStdString();
+}
+
+TEST_F(UsptoTest, OutcomesOfOneFetch) {
+    const std::string doc = document(3).toStdString();
+    struct Case {
+        const char* name;
+        Answer answer;
+        std::optional<QByteArray> onDisk; // content left as US5123456.pdf
+        const char* result;               // the result word in the report
+        const char* status;               // the last status before the window title is reset
+    } cases[] = {
+        {"pdf", Answer::bytes(doc), QByteArray::fromStdString(doc), "Downloaded (3 Pages )",
+         "US5123456 Done"},
+        {"html", Answer::text("<html>Not found</html>", 404), std::nullopt,
+         "US5123456 Error in download", "US5123456 - US5123456 Error in download"},
+        // A fetch without answer writes nothing; the page count then leaves an empty file
+        // that is logged as downloaded and counts as cached from now on.
+        {"refused", refused(), "", "Downloaded (0.00 MB )", "US5123456 Starting download"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        QDir(pdf).removeRecursively();
+        ctx.state.report_text.clear();
+        server.clearRequests();
+        server.on("/fdd/56/234/051/0.pdf", [&](const auto&) { return c.answer; });
+        QString number = "us-5123456";
+        uspto_download(ctx, number, "");
+        EXPECT_EQ(number, "US5123456");
+        // One request; the web layer may send it again when its redirect is refused.
+        EXPECT_GE(server.requestCount(), 1u);
+        EXPECT_TRUE(server.requestCount() == 1 || c.answer.status == 302);
+        const QString file = pdf + "US5123456.pdf";
+        EXPECT_EQ(QFile::exists(file), c.onDisk.has_value());
+        EXPECT_EQ(read_file(file), c.onDisk.value_or(""));
+        EXPECT_EQ(ctx.state.report_text, "US5123456      \t" + QString(c.result) + "\r\n");
+        EXPECT_EQ(host.statusHistory.last(), c.status);
+        EXPECT_EQ(host.title(), "Bright Quill - Desktop edition");
+        EXPECT_EQ(files(pdf).filter("test.pdf"), QStringList());
+
+        // Whatever stands under the name now is the cached document, unchecked.
+        server.clearRequests();
+        uspto_download(ctx, number, "");
+        EXPECT_EQ(server.requestCount(), QFile::exists(file) ? 0u : 1u);
+    }
+}
+
+TEST_F(UsptoTest, CancelledOrderStillFetchesButLogsNothing) {
+    const std::string doc = document(1).toStdString();
+    server.onAny([&](const auto&) { return Answer::bytes(doc); });
+    ctx.state.order_cancelled = true;
+    QString number = "USD339456";
+    uspto_download(ctx, number, "Case 7");
+    EXPECT_TRUE(QFile::exists(pdf + "Case_7/USD339456.pdf"));
+    EXPECT_EQ(host.status(), "Job cancelled");
+    EXPECT_FALSE(host.statusHistory.contains("USD339456 Done"));
+    EXPECT_TRUE(ctx.state.report_text.isEmpty());
+}
 
 namespace {
 
@@ -70,13 +261,13 @@ TEST_F(Certificates, PagesBeyondTheDocumentBecomeOnePdf) {
         serve(c.viewer);
         const QString result = uspto_cartificate(ctx, "us-5123456", 10);
         static const QRegularExpression name("^\\d+(\\.\\d+)?CCUS5123456\\.pdf$");
-        EXPECT_TRUE(result.startsWith(pdfdir) && name.match(result.mid(pdfdir.size())).hasMatch())
+        EXPECT_TRUE(result.startsWith(pdf) && name.match(result.mid(pdf.size())).hasMatch())
             << result.toStdString();
         EXPECT_EQ(pdfnumpages(result), c.pages);
-        EXPECT_EQ(targets_of("/.DImg"), c.images);
-        const std::string search = targets_of("/netacgi/nph-Parser").at(0);
+        EXPECT_EQ(targetsOf("/.DImg"), c.images);
+        const std::string search = targetsOf("/netacgi/nph-Parser").at(0);
         EXPECT_NE(search.find("&d=PALL&p=1&u=/&r=1&f=G&l=50&s1='5123456'.PN."), std::string::npos);
-        EXPECT_EQ(files(tempdir), QStringList());
+        EXPECT_EQ(files(), QStringList());
         EXPECT_EQ(read_file(lib()), program("tiff2pdf"));
         EXPECT_EQ(QFile::permissions(lib()) & 0x7077,
                   QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -115,9 +306,9 @@ TEST_F(Certificates, AppendedToADocumentFromTheLookupServer) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         reset_lib();
-        QDir(pdfdir).removeRecursively();
-        QDir().mkpath(pdfdir);
-        QDir().mkpath(tempdir); // made by the chain before it calls the page server
+        QDir(pdf).removeRecursively();
+        QDir().mkpath(pdf);
+        QDir().mkpath(tmp); // made by the chain before it calls the page server
         server.clearRequests();
         mirror.clearRequests();
         attempts.clear();
@@ -136,16 +327,16 @@ TEST_F(Certificates, AppendedToADocumentFromTheLookupServer) {
             return c.mirror;
         });
 
-        const QString target = pdfdir + "US5123456.pdf";
-        EXPECT_EQ(espace_bns_download(ctx, "US5123456", target, tempdir + "job7"), target);
+        const QString target = pdf + "US5123456.pdf";
+        EXPECT_EQ(espace_bns_download(ctx, "US5123456", target, tmp + "job7"), target);
         EXPECT_EQ(pdfnumpages(target), c.appended ? "5 Pages" : "3 Pages");
-        const QByteArray pdf = read_file(target);
-        EXPECT_TRUE(pdf.contains("/Title (Abstract)"));
-        EXPECT_EQ(pdf.contains("/Title (Correction)"), c.appended);
+        const QByteArray bytes = read_file(target);
+        EXPECT_TRUE(bytes.contains("/Title (Abstract)"));
+        EXPECT_EQ(bytes.contains("/Title (Correction)"), c.appended);
         // tiff2pdf tells the rows of an image; the built-in writer does not.
-        EXPECT_EQ(pdf.contains("/Rows"), c.appended && QByteArray(c.lib) == "tiff2pdf");
-        EXPECT_EQ(files(pdfdir), QStringList{"US5123456.pdf"});
-        EXPECT_EQ(files(tempdir), QStringList());
+        EXPECT_EQ(bytes.contains("/Rows"), c.appended && QByteArray(c.lib) == "tiff2pdf");
+        EXPECT_EQ(files(pdf), QStringList{"US5123456.pdf"});
+        EXPECT_EQ(files(), QStringList());
         EXPECT_EQ(attempts[4], c.appended ? 1 : 9);
 
         EXPECT_EQ(mirror.requestCount() > 0, c.mirrorAsked);
@@ -156,7 +347,7 @@ TEST_F(Certificates, AppendedToADocumentFromTheLookupServer) {
             // The file stays for good: no second fetch.
             server.clearRequests();
             uspto_cartificate(ctx, "US5123456", 5);
-            EXPECT_EQ(targets_of("/uspto.lib").size(), 0u);
+            EXPECT_EQ(targetsOf("/uspto.lib").size(), 0u);
         }
     }
 }
@@ -195,9 +386,9 @@ TEST_F(Certificates, NoPagesToFetch) {
                       [&](const auto&) { return Answer::text(*c.fullText); });
         EXPECT_EQ(uspto_cartificate(ctx, c.number, 10), "");
         EXPECT_EQ(host.status(), c.status);
-        EXPECT_EQ(targets_of("/.DImg").size(), 0u);
-        EXPECT_EQ(targets_of("/.piw").empty(), !c.fullText || !c.fullText->empty());
-        EXPECT_NE(targets_of("/netacgi/nph-Parser").at(0).find(c.query), std::string::npos);
+        EXPECT_EQ(targetsOf("/.DImg").size(), 0u);
+        EXPECT_EQ(targetsOf("/.piw").empty(), !c.fullText || !c.fullText->empty());
+        EXPECT_NE(targetsOf("/netacgi/nph-Parser").at(0).find(c.query), std::string::npos);
     }
 }
 
@@ -282,6 +473,44 @@ TEST_F(Certificates, EveryPageHasNineAttempts) {
             EXPECT_EQ(pdfnumpages(result), "1 Pages");
             QFile::remove(result);
         }
-        EXPECT_EQ(files(tempdir), QStringList());
+        EXPECT_EQ(files(), QStringList());
     }
+}
+
+// The demo: the simulated USPTO answers every form of number from its samples, its viewer
+// pages fail twice before they come, and the patent with certificates gets them appended
+// when the company's lookup server delivers it.
+TEST_F(UsptoTest, SimulatorServesTheSampleDocuments) {
+    Simulator::Options options;
+    options.pageFailures = 2;
+    startSimulator(options);
+
+    const std::pair<QString, QString> documents[] = {
+        {"US4500000", "2 Pages"}, {"US5123456", "3 Pages"},     {"USD339456", "1 Pages"},
+        {"USPP8901", "2 Pages"},  {"USRE35312", "2 Pages"},     {"USH1523", "1 Pages"},
+        {"UST109201", "1 Pages"}, {"US20010000044", "2 Pages"},
+    };
+    for (auto [number, pages] : documents) {
+        uspto_download(ctx, number, "");
+        EXPECT_EQ(pdfnumpages(pdf + number + ".pdf"), pages) << number.toStdString();
+    }
+    // The form of the tips loses "A2" with the kind codes and misses the document.
+    QString tips = "USA20010000044";
+    uspto_download(ctx, tips, "");
+    EXPECT_FALSE(QFile::exists(pdf + tips + ".pdf"));
+
+    EXPECT_EQ(uspto_cartificate(ctx, "US20010000044", 2), "");
+    EXPECT_EQ(host.status(), "US20010000044 Certificate of correction not found");
+    const QString cc = uspto_cartificate(ctx, "USPP8901", 2);
+    EXPECT_EQ(pdfnumpages(cc), "1 Pages");
+    QFile::remove(cc);
+
+    set_settings({{"ADDBOOKMARKS", "1"}});
+    const QString target = pdf + "order/US5123456.pdf";
+    QDir().mkpath(pdf + "order");
+    EXPECT_EQ(espace_bns_download(ctx, "US5123456", target, tmp + "job"), target);
+    EXPECT_EQ(pdfnumpages(target), "5 Pages");
+    EXPECT_TRUE(read_file(target).contains("/Title (Correction)"));
+    EXPECT_EQ(files(pdf).filter("CC"), QStringList());
+    EXPECT_EQ(files(), QStringList());
 }

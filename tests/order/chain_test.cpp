@@ -1,9 +1,10 @@
 #include "foundation/general.h"
+#include "foundation/log.h"
 #include "loopback_server.h"
+#include "office_fixture.h"
 #include "order/order_run.h"
-#include "order/report_log.h"
 #include "retrieval/get_patent.h"
-#include "retrieval_fixture.h"
+#include "retrieval/retrievers.h"
 #include "settings_fixture.h"
 
 #include <QFile>
@@ -16,30 +17,27 @@ using Request = LoopbackServer::Request;
 // The whole order run against the simulator. The retrievers of the offices stand in as
 // recorders, so that the order of the chain can be read off one list of events together
 // with the requests to the company's lookup scripts and the site step's status.
-class Chain : public RetrievalTest {
+class Chain : public OfficeTest {
 protected:
     void SetUp() override {
-        RetrievalTest::SetUp();
+        OfficeTest::SetUp();
         host.onStatus = [this](const QString& text) {
             if (text.endsWith(QLatin1String(" Checking if patent exists (Espacenet site)")))
                 note(QStringLiteral("site"));
         };
-        Retrievers& r = ctx.retrievers;
-        auto wipo = r.wipo_download;
-        r.wipo_download = [this, wipo](RunContext& c, QString& n, const QString& ref) {
+        Retrievers& r = retrievers(ctx);
+        auto wipo = r.byName["wipo_download"];
+        r.byName["wipo_download"] = [this, wipo](RunContext& c, QString& n, const QString& ref) {
             note(QStringLiteral("wipo:") + n);
             wipo(c, n, ref);
         };
-        r.jpo_download = recorder(QStringLiteral("jpo"), false);
+        r.byName["jpo_download"] = recorder(QStringLiteral("jpo"), false);
         r.depatis_download = [this](RunContext&, QString& n, const QString&, bool fallback) {
             note(QStringLiteral("depatis:") + n + (fallback ? QStringLiteral("+") : QString()));
         };
-        r.canada_download = recorder(QStringLiteral("canada"), true);
-        r.uspto_download = recorder(QStringLiteral("uspto"), true);
-        r.australia_download = recorder(QStringLiteral("australia"), true);
-        r.kipris_download = recorder(QStringLiteral("kipris"), true);
-        r.rupto_download = recorder(QStringLiteral("rupto"), true);
-        r.spain_download = recorder(QStringLiteral("spain"), true);
+        for (const char* office : {"canada", "uspto", "australia", "kipris", "rupto", "spain"})
+            r.byName[QLatin1String(office) + QStringLiteral("_download")] =
+                recorder(QLatin1String(office), true);
     }
     // A national retriever that finds nothing and, if it logs, says so in its own words.
     Retriever recorder(const QString& name, bool logs) {
@@ -118,7 +116,7 @@ TEST_F(Chain, FallbackOrderByKindOfNumber) {
     // the site step ask the site.
     EXPECT_TRUE(sim->requests(QStringLiteral("EspacenetNationalHost")).empty());
     EXPECT_TRUE(sim->requests(QStringLiteral("EspacenetSiteHost")).empty());
-    EXPECT_TRUE(tempFiles().isEmpty());
+    EXPECT_TRUE(files().isEmpty());
 }
 
 // Documents that some source holds, each logged with its page count.
@@ -151,7 +149,7 @@ TEST_F(Chain, DocumentsArriveFromEachCompanySource) {
     for (int i = 1; i <= 6; ++i)
         pages << QStringLiteral("EP1000001 %1").arg(i);
     EXPECT_EQ(pageLabels(file(QStringLiteral("EP1000001"))), pages);
-    EXPECT_TRUE(tempFiles().isEmpty());
+    EXPECT_TRUE(files().isEmpty());
 
     // Asked again, every one of them is already there: no request at all.
     const size_t asked = sim->requests(QStringLiteral("CompanyWebHost")).size() +
@@ -272,12 +270,12 @@ TEST_F(Chain, OddNumbersEndInOneLineEach) {
     const QStringList log = logRecords();
     ASSERT_EQ(log.size(), odd.size()) << log.join(QLatin1Char('\n')).toStdString();
     EXPECT_EQ(log.first(), QStringLiteral("EP1000001|REF|Downloaded (6 Pages )"));
-    EXPECT_TRUE(tempFiles().isEmpty());
+    EXPECT_TRUE(files().isEmpty());
 }
 
 TEST_F(Chain, CancelledOrderLogsNothing) {
     startSimulator();
-    ctx.retrievers.depatis_download = [](RunContext& c, QString&, const QString&, bool) {
+    retrievers(ctx).depatis_download = [](RunContext& c, QString&, const QString&, bool) {
         c.state.order_cancelled = true;
     };
     order(QStringLiteral("XX999\r\nEP1000001"));
@@ -313,7 +311,7 @@ TEST_F(Chain, PageWiseBranchWithTheAvailabilityCheckOn) {
         return t.rfind("/espacenet/bns.pdf?", 0) == 0 &&
                t.find("1000002B1+I+&PG=5&PROXY=") != std::string::npos;
     }));
-    EXPECT_TRUE(tempFiles().isEmpty());
+    EXPECT_TRUE(files().isEmpty());
 }
 
 } // namespace

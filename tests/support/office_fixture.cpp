@@ -1,8 +1,9 @@
-#include "retrieval_fixture.h"
+#include "office_fixture.h"
 
 #include "foundation/general.h"
 #include "foundation/registry.h"
 #include "loopback_server.h"
+#include "offices/office_table.h"
 #include "retrieval/get_patent.h"
 #include "settings_fixture.h"
 
@@ -14,7 +15,11 @@
 #include <QNetworkAccessManager>
 #include <QRegularExpression>
 
-void RetrievalTest::SetUp() {
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+void OfficeTest::SetUp() {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
     QString name = QString::fromLatin1(info->test_suite_name()) + QLatin1Char('.') +
                    QString::fromLatin1(info->name());
@@ -31,24 +36,27 @@ void RetrievalTest::SetUp() {
     set_settings({{QStringLiteral("PDFDIR"), pdf}, {QStringLiteral("TEMPDIR"), tmp}});
     qputenv("BRIGHTQUILL_CA_FILE", LoopbackServer::ca_file().toLocal8Bit());
     availability_check_enabled() = false;
+    QFile::remove(converter("uspto.lib"));
+    QFile::remove(converter("cnpto.lib"));
+    install_retrievers(ctx);
 }
 
-void RetrievalTest::TearDown() {
+void OfficeTest::TearDown() {
     availability_check_enabled() = false;
     closeConnections();
 }
 
-void RetrievalTest::closeConnections() {
+void OfficeTest::closeConnections() {
     // Unloaded page slots are deleted by the event loop; their connections close with them.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     ctx.Inet1.manager()->clearConnectionCache();
     ctx.Inet3.manager()->clearConnectionCache();
-    for (int i = 0; i < PageLoopState::kSlots; ++i)
-        if (ctx.Inet2Loaded(i))
-            ctx.Inet2(i).manager()->clearConnectionCache();
+    for (int i = 0; i < WebSlots::kSlots; ++i)
+        if (ctx.Inet2.loaded(i))
+            ctx.Inet2[i].manager()->clearConnectionCache();
 }
 
-void RetrievalTest::startSimulator(Simulator::Options options) {
+void OfficeTest::startSimulator(Simulator::Options options) {
     options.tlsCertificate = BQ_SOURCE_DIR "/tests/support/tls/server.pem";
     options.tlsKey = BQ_SOURCE_DIR "/tests/support/tls/server.key";
     sim = std::make_unique<Simulator>(samples, options);
@@ -67,17 +75,21 @@ void RetrievalTest::startSimulator(Simulator::Options options) {
     sim->write_host_roles(settings_key);
 }
 
-void RetrievalTest::note(const QString& event) {
+void OfficeTest::serveRoles(std::initializer_list<const char*> roles) {
+    point_roles(roles, server.host());
+}
+
+void OfficeTest::note(const QString& event) {
     std::lock_guard<std::mutex> lock(mutex_);
     events_ << event;
 }
 
-QStringList RetrievalTest::events() {
+QStringList OfficeTest::events() {
     std::lock_guard<std::mutex> lock(mutex_);
     return events_;
 }
 
-QStringList RetrievalTest::logRecords() const {
+QStringList OfficeTest::logRecords() const {
     QStringList records;
     const QString text = QString::fromUtf8(read_file(pdf + QStringLiteral("bnslog.csv")));
     static const QRegularExpression re(
@@ -95,8 +107,38 @@ QStringList RetrievalTest::logRecords() const {
     return records;
 }
 
-QStringList RetrievalTest::tempFiles() const {
-    return QDir(tmp).entryList(QDir::Files);
+QStringList OfficeTest::files(const QString& folder) const {
+    return QDir(folder.isEmpty() ? tmp : folder).entryList(QDir::Files, QDir::Name);
+}
+
+std::vector<std::string> OfficeTest::targetsOf(const std::string& path) const {
+    std::vector<std::string> t;
+    for (const auto& r : server.requests())
+        if (r.path == path)
+            t.push_back(r.target);
+    return t;
+}
+
+QString OfficeTest::converter(const char* name) {
+    return application_folder() + QLatin1String(name);
+}
+
+QByteArray OfficeTest::program(const char* name) {
+    return read_file(QStringLiteral("/usr/bin/") + QLatin1String(name));
+}
+
+LoopbackServer::Answer refused() {
+    static const std::string url = [] {
+        const int fd = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof a;
+        bind(fd, reinterpret_cast<sockaddr*>(&a), size);
+        getsockname(fd, reinterpret_cast<sockaddr*>(&a), &size);
+        return "http://127.0.0.1:" + std::to_string(ntohs(a.sin_port)) + "/refused";
+    }();
+    return LoopbackServer::Answer::redirect(url);
 }
 
 QByteArray onePagePdf(const QString& label, int bytes) {

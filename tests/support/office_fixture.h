@@ -1,11 +1,13 @@
 #pragma once
 
-// What the retrieval tests share: a host that reports its status texts, a recording shell, a fresh
-// PDF and temp folder and settings per test, the office simulator in process, and readers for the
-// log and for the pages of a PDF.
+// What the retrieval and office tests share: a host that reports its status texts, a
+// recording shell, the program's retrievers, a fresh PDF and temp folder and settings per
+// test, a loopback server to answer by hand, the office simulator in process, and readers for
+// the log and for the pages of a PDF.
 
 #include "foundation/host.h"
 #include "foundation/run_context.h"
+#include "loopback_server.h"
 #include "recording_shell.h"
 #include "simulator.h"
 #include "test_env.h"
@@ -30,7 +32,7 @@ public:
     }
 };
 
-class RetrievalTest : public ::testing::Test {
+class OfficeTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
@@ -38,6 +40,8 @@ protected:
     // The simulator with every role of this build, its hosts in the settings. Requests to
     // the lookup scripts become events: "cache", "bnsinfo", "ps", "frbdoc".
     void startSimulator(Simulator::Options options = {});
+    // Points these roles at the hand-answered loopback server.
+    void serveRoles(std::initializer_list<const char*> roles);
 
     // Events in the order they happened; safe from the serving threads.
     void note(const QString& event);
@@ -48,13 +52,20 @@ protected:
     // Closes the connections that the web controls keep open, so that a server of the
     // test can stop at once.
     void closeConnections();
-    // Names of the files in the temp folder.
-    QStringList tempFiles() const;
+    // Names of the files in a folder (the temp folder by default), sorted.
+    QStringList files(const QString& folder = QString()) const;
+    // The targets of the hand-answered server's requests for one path, in order.
+    std::vector<std::string> targetsOf(const std::string& path) const;
+
+    // A converter program in the application folder, and the Debian program it stands for.
+    static QString converter(const char* name);
+    static QByteArray program(const char* name);
 
     QString root;    // this test's own folder
     QString pdf;     // PDFDIR, with "/"
     QString tmp;     // TEMPDIR, with "/"
     QString samples; // the simulator's samples
+    LoopbackServer server;
     // Declared before the context, so that the context's connections are closed first.
     std::unique_ptr<Simulator> sim;
     EventHost host;
@@ -72,3 +83,7 @@ QByteArray onePagePdf(const QString& label, int bytes = 2000);
 // The pages of a PDF as their sample labels: "TITLE p" per page, in file order, read with
 // qpdf; empty when qpdf can't read the file.
 QStringList pageLabels(const QString& file);
+
+// An answer that makes the request fail for certain: a redirect to a port that is bound for
+// good but never listens, so every connection to it is refused.
+LoopbackServer::Answer refused();

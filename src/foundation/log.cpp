@@ -1,0 +1,76 @@
+#include "foundation/log.h"
+
+#include "foundation/general.h"
+#include "foundation/registry.h"
+#include "foundation/run_context.h"
+
+#include <QFile>
+
+QString report_line(const QString& number, const QString& result) {
+    const QString padded = vb_trim(number).leftJustified(15, QLatin1Char(' '), true).toUpper();
+    return padded + QLatin1Char('\t') + result;
+}
+
+QString log_path() {
+    const QString folder = setting(QStringLiteral("PDFDIR"), default_pdfdir());
+    CAddFolder(folder);
+    return with_slash(folder) + QStringLiteral("bnslog.csv");
+}
+
+namespace {
+
+void clean_field(QString& field) {
+    if (field.isEmpty())
+        return;
+    field.replace(QLatin1Char('"'), QLatin1Char(' '));
+    field.replace(QLatin1Char('\r'), QLatin1Char(' '));
+    field.replace(QLatin1Char('\n'), QLatin1Char(' '));
+}
+
+QByteArray record(const QString& pat, const QString& ref, const QString& result) {
+    return (QStringLiteral("\"") + now_text() + QStringLiteral("\",\"") + pat +
+            QStringLiteral("\",\"") + ref + QStringLiteral("\",\"") + result +
+            QStringLiteral("\"\r\n"))
+        .toUtf8();
+}
+
+} // namespace
+
+void writelog(RunContext& ctx, QString& patR, QString& RefR, QString& Fr) {
+    ctx.state.report_text += report_line(patR, Fr) + QStringLiteral("\r\n");
+
+    const QString path = log_path();
+    QFile file(path);
+    QByteArray out;
+    if (!file.exists()) {
+        if (!file.open(QIODevice::WriteOnly))
+            return;
+        out = "\"Date\",\"Patent\",\"Ref\",\"Result\"\r\n";
+    } else {
+        if (!file.open(QIODevice::ReadWrite))
+            return;
+        // The write starts on the last byte of the file: each new record takes the place of
+        // the LF that ended the record before it.
+        const qint64 len = file.size();
+        if (!file.seek(len > 0 ? len - 1 : 0))
+            return;
+    }
+
+    clean_field(patR);
+    clean_field(RefR);
+    clean_field(Fr);
+
+    if (RefR.contains(QLatin1String("!!"))) {
+        for (const QString& item : RefR.split(QStringLiteral("!!")))
+            if (!item.isEmpty())
+                out += record(patR, item, Fr);
+    } else {
+        out += record(patR, RefR, Fr);
+    }
+    file.write(out);
+    file.close();
+}
+
+void writelog_copy(RunContext& ctx, QString patR, QString RefR, QString Fr) {
+    writelog(ctx, patR, RefR, Fr);
+}

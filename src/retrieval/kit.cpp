@@ -1,0 +1,99 @@
+#include "retrieval/kit.h"
+
+#include "foundation/general.h"
+#include "foundation/host.h"
+#include "foundation/log.h"
+#include "foundation/registry.h"
+#include "foundation/run_context.h"
+#include "foundation/web_control.h"
+#include "offices/office_table.h"
+#include "pdf/page_count.h"
+#include "pdf/pdf_library.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+QString fetch_text(WebControl& inet, const QString& url) {
+    if (auto answer = inet.OpenURL(url))
+        return latin1(*answer);
+    return {};
+}
+
+QByteArray fetch_bytes(WebControl& inet, const QString& url) {
+    if (auto answer = inet.OpenURL(url))
+        return *answer;
+    return {};
+}
+
+bool save_bytes(const QString& path, const QByteArray& bytes) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    if (file.write(bytes) != bytes.size()) {
+        file.cancelWriting();
+        return false;
+    }
+    return file.commit();
+}
+
+QString html_test_text(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const qint64 length = file.size();
+    return latin1(file.read(length > 300 ? 300 : qMax<qint64>(length - 1, 0)));
+}
+
+bool holds_html(const QString& text) {
+    return text.contains(QLatin1String("<HTML>"), Qt::CaseInsensitive);
+}
+
+bool setting_on(const QString& name, const QString& defaultValue) {
+    return setting(name, defaultValue).startsWith(QLatin1Char('1'));
+}
+
+QString role_host(const QString& role) {
+    const QString office = office_role_default(role);
+    return host_role(role, office.isEmpty() ? host_role_default(role) : office);
+}
+
+QString role_url(const QString& prefix, const QString& role, const QString& pathAndQuery) {
+    return QStringLiteral("http://") + prefix + role_host(role) + pathAndQuery;
+}
+
+bool first_page_copies(const QString& file, const QString& scratch) {
+    const int32_t handle = PDocNew(0, 0, scratch);
+    const bool copied = PDocMerge(handle, file, 1, 1) != 0;
+    PDocRelease(handle);
+    delete_file(scratch);
+    return copied;
+}
+
+QString ensure_converter(RunContext& ctx, const QString& prefix, const QString& name,
+                         const QString& status) {
+    const QString path = application_folder() + name;
+    for (const char* role : {"CompanyWebHost", "CompanyMirrorHost"}) {
+        if (file_exists(path))
+            break;
+        ctx.inf(status);
+        write_file(path, fetch_bytes(ctx.Inet1, role_url(prefix, QLatin1String(role),
+                                                         QLatin1Char('/') + name)));
+        // Even a file that could be written only in part is the program from now on.
+        if (file_exists(path))
+            QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    return path;
+}
+
+QString downloaded_word(const QString& file) {
+    return QStringLiteral("Downloaded (") + pdfnumpages(file) + QStringLiteral(" )");
+}
+
+void close_retriever(RunContext& ctx, const QString& number, const QString& reference,
+                     const QString& result, bool log) {
+    if (ctx.state.order_cancelled)
+        ctx.host.setStatus(QStringLiteral("Job cancelled"));
+    else if (log)
+        writelog_copy(ctx, number, reference, result);
+    ctx.host.setTitle(kDesktopTitle);
+}
