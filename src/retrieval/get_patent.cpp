@@ -159,9 +159,8 @@ void Chain::run() {
 // address of a PDF; an answer of 3001 bytes or less is an error page and is dropped.
 void Chain::company_cache(const QString& lookup, const QString& key) {
     const QString answer =
-        fetch_text(ctx_.Inet1, QStringLiteral("http://") +
-                                   role_host(QStringLiteral("CompanyWebHost")) +
-                                   QStringLiteral("/lookup/cache.asp?PN=") + lookup)
+        fetch_text(ctx_.Inet1, role_url(QString(), QStringLiteral("CompanyWebHost"),
+                                        QStringLiteral("/lookup/cache.asp?PN=") + lookup))
             .toLower();
     if (!answer.contains(QLatin1String("ttp://")) || !answer.contains(key + QStringLiteral(".pdf")))
         return;

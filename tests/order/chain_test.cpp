@@ -1,8 +1,8 @@
 #include "foundation/general.h"
 #include "foundation/log.h"
 #include "loopback_server.h"
-#include "office_fixture.h"
 #include "order/order_run.h"
+#include "order_fixture.h"
 #include "retrieval/get_patent.h"
 #include "retrieval/retrievers.h"
 #include "settings_fixture.h"
@@ -17,10 +17,10 @@ using Request = LoopbackServer::Request;
 // The whole order run against the simulator. The retrievers of the offices stand in as
 // recorders, so that the order of the chain can be read off one list of events together
 // with the requests to the company's lookup scripts and the site step's status.
-class Chain : public OfficeTest {
+class Chain : public OrderTest {
 protected:
     void SetUp() override {
-        OfficeTest::SetUp();
+        OrderTest::SetUp();
         host.onStatus = [this](const QString& text) {
             if (text.endsWith(QLatin1String(" Checking if patent exists (Espacenet site)")))
                 note(QStringLiteral("site"));
@@ -46,14 +46,6 @@ protected:
             if (logs)
                 writelog_copy(c, n, ref, name + QStringLiteral(" has nothing"));
         };
-    }
-    void order(const QString& list, const QString& reference = QStringLiteral("REF")) {
-        host.setText1(list);
-        host.setText2(reference);
-        order_run(ctx);
-    }
-    QString file(const QString& name, const QString& folder = QStringLiteral("REF/")) const {
-        return pdf + folder + name + QStringLiteral(".pdf");
     }
 };
 

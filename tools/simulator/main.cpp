@@ -74,8 +74,13 @@ int main(int argc, char** argv) {
         QStringLiteral("spec"));
     const QCommandLineOption generateOpt(QStringLiteral("generate-only"),
                                          QStringLiteral("Makes the sample documents and ends."));
+    const QCommandLineOption faultOpt(
+        QStringLiteral("fault"),
+        QStringLiteral("Makes a role misbehave: Role=refused, html, 500, short, length, reset, "
+                       "slow, stall, redirect or huge."),
+        QStringLiteral("role=fault"));
     parser.addOptions({samplesOpt, latencyOpt, failuresOpt, dropOpt, certOpt, keyOpt, writeOpt,
-                       printOpt, docOpt, generateOpt});
+                       printOpt, docOpt, generateOpt, faultOpt});
     parser.process(app);
 
     const QString samples = parser.value(samplesOpt);
@@ -98,6 +103,14 @@ int main(int argc, char** argv) {
         return 0;
 
     sim.start();
+    for (const QString& spec : parser.values(faultOpt)) {
+        Simulator::Fault fault;
+        if (!Simulator::fault_by_name(spec.section(QLatin1Char('='), 1), fault)) {
+            std::fprintf(stderr, "bqsim: no such fault: %s\n", qPrintable(spec));
+            return 2;
+        }
+        sim.set_fault(spec.section(QLatin1Char('='), 0, 0), fault);
+    }
     if (parser.isSet(writeOpt))
         sim.write_host_roles(parser.value(writeOpt));
     QTextStream out(stdout);

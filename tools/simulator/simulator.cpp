@@ -1,6 +1,7 @@
 #include "simulator.h"
 
 #include "foundation/registry.h"
+#include "sample_store.h"
 
 #include <httplib.h>
 
@@ -50,6 +51,8 @@ struct Simulator::Role {
     QString name;
     std::map<std::string, Handler> routes;
     bool tls = false;
+    Fault fault = Fault::None;
+    int refusingSocket = -1; // the bound, not listening socket of Fault::Refused
     std::unique_ptr<httplib::Server> server;
     std::thread thread;
     int port = 0;
@@ -101,10 +104,12 @@ void Simulator::serve(Role& role, const httplib::Request& req, httplib::Response
         std::chrono::steady_clock::now() + std::chrono::milliseconds(options_.latencyMs);
     Handler handler;
     Observer observer;
+    Fault fault = Fault::None;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         role.requests.push_back(req.target);
         observer = observer_;
+        fault = role.fault;
         auto exact = role.routes.find(req.path);
         if (exact != role.routes.end()) {
             handler = exact->second;
@@ -130,51 +135,183 @@ void Simulator::serve(Role& role, const httplib::Request& req, httplib::Response
         res.status = 404;
         res.set_content("<html><body>Not found</body></html>", "text/html");
     }
+    if (fault != Fault::None)
+        misbehave(fault, req, res);
     if (options_.latencyMs > 0)
         pause_until(due);
+}
+
+bool Simulator::fault_by_name(const QString& name, Fault& fault) {
+    static const std::pair<const char*, Fault> names[] = {
+        {"none", Fault::None},       {"refused", Fault::Refused},
+        {"html", Fault::Html},       {"500", Fault::Status500},
+        {"short", Fault::ShortBody}, {"length", Fault::WrongLength},
+        {"reset", Fault::Reset},     {"slow", Fault::Slow},
+        {"stall", Fault::Stall},     {"redirect", Fault::RedirectLoop},
+        {"huge", Fault::Huge}};
+    for (const auto& [n, f] : names) {
+        if (name == QLatin1String(n)) {
+            fault = f;
+            return true;
+        }
+    }
+    return false;
+}
+
+void Simulator::misbehave(Fault fault, const httplib::Request& req, httplib::Response& res) {
+    const std::string body = res.body;
+    const std::string type = res.get_header_value("Content-Type");
+    auto provide = [&res, type](size_t announced,
+                                std::function<bool(size_t, httplib::DataSink&)> f) {
+        res.body.clear();
+        res.set_content_provider(
+            announced, type.empty() ? "application/octet-stream" : type,
+            [f](size_t offset, size_t, httplib::DataSink& sink) { return f(offset, sink); });
+    };
+    switch (fault) {
+    case Fault::None:
+    case Fault::Refused:
+        break;
+    case Fault::Html:
+        sim::answer_html_error(res);
+        break;
+    case Fault::Status500:
+        sim::answer_html_error(res);
+        res.status = 500;
+        break;
+    case Fault::ShortBody:
+        res.set_content(body.substr(0, body.size() / 2), type);
+        break;
+    case Fault::WrongLength:
+        provide(body.size() + 1000, [body](size_t offset, httplib::DataSink& sink) {
+            if (offset == 0)
+                sink.write(body.data(), body.size());
+            return offset == 0;
+        });
+        break;
+    case Fault::Reset:
+        provide(std::max<size_t>(body.size(), 2), [body](size_t offset, httplib::DataSink& sink) {
+            if (offset == 0)
+                sink.write(body.data(), body.size() / 2);
+            return offset == 0;
+        });
+        break;
+    case Fault::Slow:
+        pause_until(std::chrono::steady_clock::now() + std::chrono::milliseconds(options_.slowMs));
+        break;
+    case Fault::Stall:
+        provide(std::max<size_t>(body.size(), 2),
+                [this, body](size_t offset, httplib::DataSink& sink) {
+                    if (offset == 0) {
+                        sink.write(body.data(), body.size() / 2);
+                        return true;
+                    }
+                    pause_until(std::chrono::steady_clock::now() +
+                                std::chrono::milliseconds(options_.stallMs));
+                    return false;
+                });
+        break;
+    case Fault::RedirectLoop:
+        res.set_content("", "text/html");
+        res.status = 302;
+        res.set_header("Location", req.target);
+        break;
+    case Fault::Huge: {
+        const size_t total = size_t(options_.hugeBytes);
+        provide(total, [total](size_t offset, httplib::DataSink& sink) {
+            static const std::string block(1 << 16, 'x');
+            sink.write(block.data(), std::min(block.size(), total - offset));
+            return true;
+        });
+        break;
+    }
+    }
+}
+
+void Simulator::set_fault(const QString& role, Fault fault) {
+    Role* r = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto it = roles_.find(role);
+        if (it == roles_.end())
+            return;
+        r = it->second.get();
+        if (r->fault == fault)
+            return;
+        r->fault = fault;
+    }
+    if (fault == Fault::Refused && r->server) {
+        // The server goes; its port stays bound without listening, so connections to it are
+        // refused, and no other program can take it meanwhile.
+        const int port = r->port;
+        r->server->stop();
+        if (r->thread.joinable())
+            r->thread.join();
+        r->server.reset();
+        r->refusingSocket = ::socket(AF_INET, SOCK_STREAM, 0);
+        const int on = 1;
+        setsockopt(r->refusingSocket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        a.sin_port = htons(uint16_t(port));
+        ::bind(r->refusingSocket, reinterpret_cast<sockaddr*>(&a), sizeof a);
+        r->port = port;
+    } else if (fault != Fault::Refused && r->refusingSocket >= 0) {
+        ::close(r->refusingSocket);
+        r->refusingSocket = -1;
+        std::lock_guard<std::mutex> lock(mutex_);
+        start_role(*r);
+    }
 }
 
 void Simulator::start() {
     std::lock_guard<std::mutex> lock(mutex_);
     stopping_ = false;
-    for (auto& [name, role] : roles_) {
-        if (role->server)
-            continue;
-        if (role->tls) {
-            if (options_.tlsCertificate.empty() || options_.tlsKey.empty() ||
-                !QFileInfo::exists(QString::fromStdString(options_.tlsCertificate)) ||
-                !QFileInfo::exists(QString::fromStdString(options_.tlsKey)))
-                continue;
-            role->server = std::make_unique<httplib::SSLServer>(options_.tlsCertificate.c_str(),
-                                                                options_.tlsKey.c_str());
-        } else {
-            role->server = std::make_unique<httplib::Server>();
-        }
-        // Ten page requests in flight at once, and their kept-alive connections.
-        role->server->new_task_queue = [] { return new httplib::ThreadPool(48); };
-        role->server->set_keep_alive_timeout(2);
-        role->server->set_keep_alive_max_count(1000);
-        // Headers and body go out in separate writes: without this, delayed acknowledgements
-        // would add tens of milliseconds to every answer.
-        role->server->set_tcp_nodelay(true);
-        Role* r = role.get();
-        auto handle = [this, r](const httplib::Request& req, httplib::Response& res) {
-            serve(*r, req, res);
-        };
-        role->server->Get(".*", handle);
-        role->server->Post(".*", handle);
-        role->port = role->server->bind_to_any_port("127.0.0.1");
-        if (role->port <= 0) {
-            role->server.reset();
-            role->port = 0;
-            continue;
-        }
-        widen_listen_queue(role->port);
-        // The socket listens from here on: connections wait in its queue until the
-        // serving thread takes them.
-        httplib::Server* server = role->server.get();
-        role->thread = std::thread([server] { server->listen_after_bind(); });
+    for (auto& [name, role] : roles_)
+        if (!role->server && role->refusingSocket < 0)
+            start_role(*role);
+}
+
+void Simulator::start_role(Role& role) {
+    if (role.tls) {
+        if (options_.tlsCertificate.empty() || options_.tlsKey.empty() ||
+            !QFileInfo::exists(QString::fromStdString(options_.tlsCertificate)) ||
+            !QFileInfo::exists(QString::fromStdString(options_.tlsKey)))
+            return;
+        role.server = std::make_unique<httplib::SSLServer>(options_.tlsCertificate.c_str(),
+                                                           options_.tlsKey.c_str());
+    } else {
+        role.server = std::make_unique<httplib::Server>();
     }
+    // Ten page requests in flight at once, and their kept-alive connections.
+    role.server->new_task_queue = [] { return new httplib::ThreadPool(48); };
+    role.server->set_keep_alive_timeout(2);
+    role.server->set_keep_alive_max_count(1000);
+    // Headers and body go out in separate writes: without this, delayed acknowledgements
+    // would add tens of milliseconds to every answer.
+    role.server->set_tcp_nodelay(true);
+    Role* r = &role;
+    auto handle = [this, r](const httplib::Request& req, httplib::Response& res) {
+        serve(*r, req, res);
+    };
+    role.server->Get(".*", handle);
+    role.server->Post(".*", handle);
+    // A role that served before keeps its port, so that the settings still point at it.
+    const bool again = role.port > 0;
+    role.port = again && role.server->bind_to_port("127.0.0.1", role.port)
+                    ? role.port
+                    : role.server->bind_to_any_port("127.0.0.1");
+    if (role.port <= 0) {
+        role.server.reset();
+        role.port = 0;
+        return;
+    }
+    widen_listen_queue(role.port);
+    // The socket listens from here on: connections wait in its queue until the serving
+    // thread takes them.
+    httplib::Server* server = role.server.get();
+    role.thread = std::thread([server] { server->listen_after_bind(); });
 }
 
 void Simulator::stop() {
@@ -189,6 +326,10 @@ void Simulator::stop() {
         if (role->thread.joinable())
             role->thread.join();
         role->server.reset();
+        if (role->refusingSocket >= 0)
+            ::close(role->refusingSocket);
+        role->refusingSocket = -1;
+        role->fault = Fault::None;
         role->port = 0;
     }
 }

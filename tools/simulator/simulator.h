@@ -25,6 +25,24 @@ struct Response;
 // (company, Espacenet, USPTO, ...) add their routes before start().
 class Simulator {
 public:
+    // What a role can be told to do wrong, to every request from then on.
+    enum class Fault {
+        None,
+        Refused,      // connections are refused: the port is bound but does not listen
+        Html,         // status 200 with an HTML error page in place of the answer
+        Status500,    // status 500 with an HTML error page
+        ShortBody,    // the first half of the answer, announced as all of it
+        WrongLength,  // the whole answer, announced longer than it is: a dropped connection
+        Reset,        // the connection is closed halfway through the body
+        Slow,         // the answer comes Options::slowMs late, within the time-out
+        Stall,        // the body stops halfway and stalls for Options::stallMs
+        RedirectLoop, // the request is sent back to itself, for ever
+        Huge,         // a body of Options::hugeBytes
+    };
+    // The faults by name ("refused", "html", "500", "short", "length", "reset", "slow",
+    // "stall", "redirect", "huge"), for the command line.
+    static bool fault_by_name(const QString& name, Fault& fault);
+
     struct Options {
         int latencyMs = 0;      // time from a request's arrival to its answer
         int pageFailures = 0;   // every page request fails this often before it succeeds
@@ -33,6 +51,9 @@ public:
         // without them those roles are not started.
         std::string tlsCertificate;
         std::string tlsKey;
+        int slowMs = 300;                  // Fault::Slow
+        int stallMs = 30000;               // Fault::Stall, cut short by stop()
+        long long hugeBytes = 200LL << 20; // Fault::Huge
     };
     using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
 
@@ -51,6 +72,8 @@ public:
     // Called on the serving thread with the role and the request target before each answer.
     using Observer = std::function<void(const QString& role, const std::string& target)>;
     void set_observer(Observer observer);
+    // Tells a role to misbehave (Fault::None: to behave again). Takes effect at once.
+    void set_fault(const QString& role, Fault fault);
     // Binds every role on 127.0.0.1 with a port of its own and starts serving.
     void start();
     void stop();
@@ -72,6 +95,8 @@ public:
 private:
     struct Role;
     void serve(Role& role, const httplib::Request& req, httplib::Response& res);
+    void misbehave(Fault fault, const httplib::Request& req, httplib::Response& res);
+    void start_role(Role& role);
     void pause_until(std::chrono::steady_clock::time_point until);
 
     QString samples_;
