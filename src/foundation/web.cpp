@@ -10,27 +10,27 @@
 #include <QEventLoop>
 #include <QTimer>
 
-Preamble preamble_settings(RunContext& ctx, int requestTimeout) {
+Preamble preamble_settings(RunContext& ctx, int requestTimeout, const QString& accessKey) {
     WebControl& inet = ctx.Inet1;
     inet.Protocol = 4;
     inet.RequestTimeout = requestTimeout;
 
-    const QString act = setting(QStringLiteral("ACT"), QStringLiteral("1"));
+    const QString act = setting(QStringLiteral("ACT"), QStringLiteral("1"), accessKey);
     if (act == QLatin1String("1")) {
         inet.AccessType = 0;
     } else if (act == QLatin1String("2")) {
         inet.AccessType = 1;
     } else if (act == QLatin1String("3")) {
         inet.AccessType = 2;
-        inet.Proxy = setting(QStringLiteral("PROXY"), QString());
+        inet.Proxy = setting(QStringLiteral("PROXY"), QString(), accessKey);
     }
     // Any other value leaves the access type as it was.
 
     Preamble p;
     p.tempdir = setting(QStringLiteral("TEMPDIR"), default_tempdir());
     p.pdfdir = setting(QStringLiteral("PDFDIR"), default_pdfdir());
-    p.server =
-        setting(QStringLiteral("EPOSERVER"), host_role(QStringLiteral("EspacenetNationalHost")));
+    p.server = setting(QStringLiteral("EPOSERVER"),
+                       host_role(QStringLiteral("EspacenetNationalHost")), accessKey);
     p.prefix = setting(QStringLiteral("PROXYUSERID"), QString());
     CAddFolder(p.tempdir);
     CAddFolder(p.pdfdir);
@@ -61,8 +61,9 @@ QString make_job_id(RunContext& ctx) {
 }
 
 Preamble fetch_preamble(RunContext& ctx, QString& number, const QString& reference,
-                        int requestTimeout, const QString& sourceLabel, bool showStatus) {
-    Preamble p = preamble_settings(ctx, requestTimeout);
+                        int requestTimeout, const QString& sourceLabel,
+                        const PreambleSteps& steps) {
+    Preamble p = preamble_settings(ctx, requestTimeout, steps.accessKey);
     if (!reference.isEmpty()) {
         const QString name = order_folder_name(reference);
         AddNewFolder(p.pdfdir, name);
@@ -74,11 +75,15 @@ Preamble fetch_preamble(RunContext& ctx, QString& number, const QString& referen
     p.job_id = make_job_id(ctx);
     p.temp_prefix = p.tempdir + p.job_id;
     p.result.clear();
-    number = number.toUpper();
-    number.remove(QLatin1Char('-'));
-    ctx.host.setTitle(number + sourceLabel);
-    ctx.doEvents(3);
-    if (showStatus)
+    if (steps.rewriteNumber) {
+        number = number.toUpper();
+        number.remove(QLatin1Char('-'));
+    }
+    if (steps.title) {
+        ctx.host.setTitle(number + sourceLabel);
+        ctx.doEvents(3);
+    }
+    if (steps.status)
         ctx.host.setStatus(number + QStringLiteral(" Checking if patent exists"));
     return p;
 }

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include "foundation/registry.h"
+
 struct RunContext;
 
 // What the block at the head of every retriever leaves to the rest of it.
@@ -19,15 +21,26 @@ struct Preamble {
 
 // The first steps of the block: the web control's protocol, time-out and access type from
 // the settings; the folders read, created and given their "/"; the server and the prefix.
-// Nothing else: no order folder, no job id, no title.
-Preamble preamble_settings(RunContext& ctx, int requestTimeout);
+// Nothing else: no order folder, no job id, no title. accessKey is the settings key that
+// ACT, PROXY and EPOSERVER are read from.
+Preamble preamble_settings(RunContext& ctx, int requestTimeout,
+                           const QString& accessKey = settings_key);
+
+// The steps of the block that some retrievers leave out or do otherwise.
+struct PreambleSteps {
+    bool rewriteNumber = true;        // the number upper-cased, every "-" deleted
+    bool title = true;                // number + source label as the window title, three pumps
+    bool status = true;               // number + " Checking if patent exists"
+    QString accessKey = settings_key; // where ACT, PROXY and EPOSERVER are read
+};
 
 // The whole block: the settings as above, then the order folder (order_folder is set),
 // job_id and the temp prefix, the number upper-cased without "-", the window title
-// (number + source label, three event pumps) and, with showStatus, the status
-// number + " Checking if patent exists".
+// (number + source label, three event pumps) and the status number + " Checking if patent
+// exists".
 Preamble fetch_preamble(RunContext& ctx, QString& number, const QString& reference,
-                        int requestTimeout, const QString& sourceLabel, bool showStatus = true);
+                        int requestTimeout, const QString& sourceLabel,
+                        const PreambleSteps& steps = {});
 
 // The folder name made of a reference: "/" and "\" deleted, " " made "_", then ".", ",",
 // "@" and ":" deleted.

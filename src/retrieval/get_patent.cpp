@@ -123,7 +123,7 @@ QString Chain::with_kind_codes(const QString& number) const {
 
 void Chain::run() {
     ctx_.state.bookmark_info.clear();
-    p_ = fetch_preamble(ctx_, number_, reference_, 300, QString(), false);
+    p_ = fetch_preamble(ctx_, number_, reference_, 300, QString(), {.status = false});
     server_ = p_.prefix.isEmpty() ? p_.server : p_.prefix + p_.server;
     result_.clear();
 
