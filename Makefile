@@ -1,12 +1,14 @@
 # Brightquill Desktop. `make run` starts the program (an offline demo against the office
 # simulator by default); `make test` runs every test. Both install what is missing first.
-BUILD      ?= build
-ASAN_BUILD ?= build-asan
+BUILD       ?= build
+ASAN_BUILD  ?= build-asan
 BENCH_BUILD ?= build-bench
-JOBS       ?= $(shell nproc)
-CMAKE_ARGS ?=
+PACKAGE_BUILD ?= build-package
+JOBS        ?= $(shell nproc)
+PREFIX      ?= /usr/local
+CMAKE_ARGS  ?=
 
-.PHONY: all deps configure build test asan run bench format clean
+.PHONY: all deps configure build program test asan run order bench install package format clean
 
 all: build
 
@@ -21,6 +23,10 @@ configure: deps $(BUILD)/build.ninja
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
+# The program and the simulator only: what the demo and a command-line order need.
+program: configure
+	cmake --build $(BUILD) -j $(JOBS) --target brightquill bq_simulator_app
+
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS) --timeout 300
 
@@ -32,16 +38,31 @@ asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=0 ctest --output-on-failure -j $(JOBS) --timeout 600
 
-run: build
+run: program
 	@scripts/demo.sh $(BUILD)
+
+# A command-line order against the simulator: make order LIST="EP1000001,US5123456" [REF=X]
+order: program
+	@scripts/order.sh $(BUILD) "$(LIST)" "$(REF)"
 
 bench: deps
 	cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DBQ_TESTS=OFF $(CMAKE_ARGS)
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	@for b in bench/*.sh; do [ -x "$$b" ] && "$$b" $(BENCH_BUILD) || exit 1; done
 
+install: program
+	cmake --build $(BUILD) -j $(JOBS) --target manpage
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
+# A Debian package of the program and the simulator, its dependencies computed.
+package: deps
+	cmake -S . -B $(PACKAGE_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DBQ_TESTS=OFF \
+	    -DBQ_BENCH=OFF -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_ARGS)
+	cmake --build $(PACKAGE_BUILD) -j $(JOBS)
+	cd $(PACKAGE_BUILD) && cpack -G DEB
+
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(PACKAGE_BUILD) demo

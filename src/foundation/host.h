@@ -43,6 +43,18 @@ public:
     // Loads and shows the download report (not modal).
     virtual void showReport() = 0;
 
+    // Progress beside the status line, fed by the same steps that set the status texts:
+    // numbers done out of the order's list (total 0: no order runs), and pages done within
+    // the current document when it arrives page by page (total 0: none).
+    virtual void setProgress(int done, int total) {
+        Q_UNUSED(done);
+        Q_UNUSED(total);
+    }
+    virtual void setPageProgress(int done, int total) {
+        Q_UNUSED(done);
+        Q_UNUSED(total);
+    }
+
     // A message box with an OK button. icon: 0 none, 16 stop sign, 48 warning, 64 information.
     virtual void message(const QString& text, const QString& title, int icon) = 0;
 };

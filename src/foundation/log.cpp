@@ -38,6 +38,7 @@ QByteArray record(const QString& pat, const QString& ref, const QString& result)
 
 void writelog(RunContext& ctx, QString& patR, QString& RefR, QString& Fr) {
     ctx.state.report_text += report_line(patR, Fr) + QStringLiteral("\r\n");
+    ctx.state.outcomes.append({patR, Fr, ctx.state.source});
 
     const QString path = log_path();
     QFile file(path);

@@ -2,6 +2,7 @@
 
 #include "foundation/web_control.h"
 
+#include <QList>
 #include <QString>
 
 #include <cstdint>
@@ -9,6 +10,13 @@
 
 class Host;
 class Shell;
+
+// One outcome of an order as the log took it, and the retriever that logged it.
+struct Outcome {
+    QString number;
+    QString result;
+    QString source; // the retriever's name ("uspto_download", "get_patent", ...)
+};
 
 // The shared run state of an order. Every retriever refers to these by name.
 struct RunState {
@@ -19,6 +27,10 @@ struct RunState {
     QString report_text;       // the lines of the download report
     QString report_folder;     // where the report looks for documents
     QString inet_state;        // the last state word of Inet1; nothing reads it
+    QString source;            // the retriever at work, innermost first
+    QList<Outcome> outcomes;   // every log line of this order, for its summary
+    int listed = 0;            // numbers of this order's list (lines of 3 characters or more)
+    int dispatched = 0;        // numbers handed to a retriever so far
 };
 
 // The retrievers that the routing and the retrieval chain call. The retrieval layer defines

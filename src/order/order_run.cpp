@@ -16,6 +16,7 @@ void order_run(RunContext& ctx) {
     RunState& s = ctx.state;
     s.report_text.clear();
     s.report_folder.clear();
+    s.outcomes.clear();
     s.order_cancelled = false;
     s.order_folder.clear();
     ctx.host.setOrderRunning(true);
@@ -33,6 +34,7 @@ void order_run(RunContext& ctx) {
             front_page_report(ctx);
         ctx.host.showReport();
     }
+    ctx.host.setProgress(0, 0);
     ctx.host.setOrderRunning(false);
 }
 

@@ -6,6 +6,8 @@
 #include "offices/office_table.h"
 #include "retrieval/retrievers.h"
 
+#include <algorithm>
+
 QStringList split_list(const QString& text) {
     QString t = vb_trim(text.toUpper());
     t.remove(QLatin1Char('\n'));
@@ -117,18 +119,25 @@ Routing route_line(const QString& line, bool depatisTicked) {
 
 void dispatch_list(RunContext& ctx, const QString& text, const QString& reference) {
     const QStringList list = split_list(text);
+    RunState& s = ctx.state;
+    s.listed = int(std::count_if(list.begin(), list.end(),
+                                 [](const QString& e) { return clean_line(e).size() > 2; }));
+    s.dispatched = 0;
+    ctx.host.setProgress(0, s.listed);
     for (const QString& element : list) {
-        if (ctx.state.order_cancelled)
+        if (s.order_cancelled)
             break;
         const QString line = clean_line(element);
-        ctx.state.force_uspto = QStringLiteral("0");
+        s.force_uspto = QStringLiteral("0");
         Routing r = route_line(line, ctx.host.depatisChecked());
         if (r.skip)
             continue;
         if (r.forceUspto)
-            ctx.state.force_uspto = QStringLiteral("1");
+            s.force_uspto = QStringLiteral("1");
         const QString name =
             r.office ? QString::fromLatin1(r.office->retriever) : QStringLiteral("get_patent");
         call_retriever(ctx, name, r.number, reference, r.fallback);
+        ctx.host.setPageProgress(0, 0);
+        ctx.host.setProgress(++s.dispatched, s.listed);
     }
 }

@@ -74,7 +74,7 @@ private:
         call_retriever(ctx_, QLatin1String(retriever), number, reference_);
     }
     void depatis_try(QString& number) {
-        retrievers(ctx_).depatis_download(ctx_, number, reference_, false);
+        call_retriever(ctx_, QStringLiteral("depatis_download"), number, reference_, false);
     }
 
     // The steps of the chain, in their order.

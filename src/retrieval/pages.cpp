@@ -1,6 +1,7 @@
 #include "retrieval/pages.h"
 
 #include "foundation/general.h"
+#include "foundation/host.h"
 #include "foundation/run_context.h"
 #include "pdf/pdf_library.h"
 #include "retrieval/kit.h"
@@ -75,6 +76,7 @@ void PageLoop::pp_indexc(int Index) {
 
     if (checkpdf(file)) {
         ++pages_done;
+        ctx.host.setPageProgress(pages_done, page_total);
         const qint64 percent = page_total > 0 ? qint64(pages_done) * 100 / qint64(page_total) : 0;
         ctx.inf(QStringLiteral("Downloading ") + page_name + QStringLiteral(" page ") +
                 QString::number(pages_done) + QStringLiteral(" out of ") +
@@ -184,6 +186,7 @@ void pages_serial(RunContext& ctx, int& pageCount, const QString& baseUrl, int b
             // Emptied first: a failed request must not hand on the page before it.
             write_file(file, fetch_bytes(ctx.Inet1, ctx.Inet1.URL));
             if (checkpdf(file)) {
+                ctx.host.setPageProgress(int(page), s.page_total);
                 ctx.inf(QStringLiteral("Downloading ") + name + QStringLiteral(" page ") +
                         QString::number(page) + QStringLiteral(" out of ") +
                         QString::number(s.page_total) + QStringLiteral(" pages  "));

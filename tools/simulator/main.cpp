@@ -97,6 +97,14 @@ int main(int argc, char** argv) {
     options.dropPages = parser.isSet(dropOpt);
     options.tlsCertificate = parser.value(certOpt).toStdString();
     options.tlsKey = parser.value(keyOpt).toStdString();
+#ifdef BQ_SIMULATOR_DATA
+    // Installed, the simulator brings the certificate of its https roles along.
+    if (options.tlsCertificate.empty() &&
+        QFile::exists(QStringLiteral(BQ_SIMULATOR_DATA "/server.pem"))) {
+        options.tlsCertificate = BQ_SIMULATOR_DATA "/server.pem";
+        options.tlsKey = BQ_SIMULATOR_DATA "/server.key";
+    }
+#endif
     Simulator sim(samples, options);
     add_all_roles(sim);
     if (parser.isSet(generateOpt))

@@ -1,0 +1,107 @@
+#include "order/summary.h"
+
+#include "foundation/general.h"
+#include "foundation/run_context.h"
+#include "offices/office_table.h"
+
+#include <QFile>
+
+namespace {
+
+enum class Kind { Delivered, FromCache, NotFound };
+
+Kind kind_of(const QString& result) {
+    const QString r = vb_trim(result);
+    if (r.startsWith(QLatin1String("Retrieved from cache")) ||
+        (r.startsWith(QLatin1String("Translated (")) && r.endsWith(QLatin1String(" cached)"))))
+        return Kind::FromCache;
+    if (r.startsWith(QLatin1String("Downloaded")) || r.startsWith(QLatin1String("Translated")))
+        return Kind::Delivered;
+    return Kind::NotFound;
+}
+
+QString source_name(const QString& retriever) {
+    for (const Office& o : office_table())
+        if (retriever == QLatin1String(o.retriever))
+            return QString::fromLatin1(o.name);
+    return QStringLiteral("Espacenet and company servers");
+}
+
+// A delivered document that a later order would take from the folder as it is: empty, or
+// not what its name says. Translations are HTML pages.
+bool suspicious(const QString& folder, const Outcome& o) {
+    const bool translation = vb_trim(o.result).startsWith(QLatin1String("Translated"));
+    const QString file =
+        folder + o.number + (translation ? QStringLiteral(".htm") : QStringLiteral(".pdf"));
+    QFile f(file);
+    if (!f.open(QIODevice::ReadOnly))
+        return !translation; // a PDF that the log calls delivered must be there
+    const QByteArray head = f.read(1024);
+    return head.isEmpty() || (!translation && !head.startsWith("%PDF"));
+}
+
+} // namespace
+
+OrderSummary summarise_order(RunContext& ctx) {
+    const RunState& s = ctx.state;
+    OrderSummary sum;
+    sum.listed = s.listed;
+    sum.cancelled = s.listed - s.dispatched;
+    for (const Outcome& o : s.outcomes) {
+        const QString name = source_name(o.source);
+        auto it = std::find_if(sum.sources.begin(), sum.sources.end(),
+                               [&](const OrderSummary::Source& x) { return x.name == name; });
+        if (it == sum.sources.end()) {
+            sum.sources.append({name});
+            it = sum.sources.end() - 1;
+        }
+        switch (kind_of(o.result)) {
+        case Kind::Delivered:
+            ++sum.delivered;
+            ++it->delivered;
+            break;
+        case Kind::FromCache:
+            ++sum.fromCache;
+            ++it->fromCache;
+            break;
+        case Kind::NotFound:
+            ++sum.notFound;
+            ++it->notFound;
+            break;
+        }
+        if (kind_of(o.result) != Kind::NotFound && suspicious(s.report_folder, o))
+            sum.suspicious << o.number;
+    }
+    // Numbers handed on that left no log line (a DEPATISnet-only number that was not found).
+    sum.notFound += std::max(0, s.dispatched - int(s.outcomes.size()));
+    return sum;
+}
+
+int OrderSummary::exitCode() const {
+    return notFound > 0 || cancelled > 0 || !suspicious.isEmpty() ? SomeNotFound : AllDelivered;
+}
+
+QString OrderSummary::text(qint64 elapsedMs, const QString& logPath) const {
+    QString t = QStringLiteral("Order done in %1 s: %2 %3, %4 delivered, %5 from cache, %6 "
+                               "not found")
+                    .arg(QString::number(double(elapsedMs) / 1000.0, 'f', 1))
+                    .arg(listed)
+                    .arg(listed == 1 ? QStringLiteral("number") : QStringLiteral("numbers"))
+                    .arg(delivered)
+                    .arg(fromCache)
+                    .arg(notFound);
+    if (cancelled > 0)
+        t += QStringLiteral(", %1 cancelled").arg(cancelled);
+    t += QLatin1Char('\n');
+    for (const Source& x : sources)
+        t += QStringLiteral("  %1: %2 delivered, %3 from cache, %4 not found\n")
+                 .arg(x.name)
+                 .arg(x.delivered)
+                 .arg(x.fromCache)
+                 .arg(x.notFound);
+    if (!suspicious.isEmpty())
+        t += QStringLiteral("Delivered but empty or not a PDF (delete them and order again): ") +
+             suspicious.join(QStringLiteral(", ")) + QLatin1Char('\n');
+    t += QStringLiteral("Log: ") + logPath + QLatin1Char('\n');
+    return t;
+}
