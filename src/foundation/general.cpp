@@ -151,6 +151,18 @@ int vb_val(const QString& text) {
     return int(negative ? -value : value);
 }
 
+QString name_safe(const QString& text) {
+    QString safe;
+    safe.reserve(text.size());
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0) || QStringView(u"\"*?<>|").contains(c))
+            continue;
+        safe += c;
+    }
+    return safe;
+}
+
 bool file_exists(const QString& path) {
     return !path.isEmpty() && QFileInfo(path).isFile();
 }

@@ -49,6 +49,10 @@ QString vb_trim(const QString& s);
 // variable at its start value.
 int vb_val(const QString& text);
 
+// The text without the characters that never reach a folder or file name: control characters
+// (tab, CR, LF and NUL among them) and those that other systems forbid in names ("*?<>|).
+QString name_safe(const QString& text);
+
 // Numbers a file as a byte string, one character per byte.
 bool file_exists(const QString& path);
 qint64 file_length(const QString& path);

@@ -49,6 +49,11 @@ QString order_folder_name(const QString& reference) {
     name.remove(QLatin1Char(','));
     name.remove(QLatin1Char('@'));
     name.remove(QLatin1Char(':'));
+    // Beside the rules above: nothing that a file system or another system would misread, and
+    // no more than one name may hold.
+    name = name_safe(name);
+    while (name.toUtf8().size() > 255)
+        name.chop(1);
     return name;
 }
 
@@ -79,6 +84,8 @@ Preamble fetch_preamble(RunContext& ctx, QString& number, const QString& referen
         number = number.toUpper();
         number.remove(QLatin1Char('-'));
     }
+    // The number names the document's file: whatever can't stand in a name goes.
+    number = name_safe(number);
     if (steps.title) {
         ctx.host.setTitle(number + sourceLabel);
         ctx.doEvents(3);

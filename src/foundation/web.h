@@ -43,7 +43,8 @@ Preamble fetch_preamble(RunContext& ctx, QString& number, const QString& referen
                         const PreambleSteps& steps = {});
 
 // The folder name made of a reference: "/" and "\" deleted, " " made "_", then ".", ",",
-// "@" and ":" deleted.
+// "@" and ":" deleted; beside these, the characters that never stand in a name
+// (name_safe), and at most 255 bytes.
 QString order_folder_name(const QString& reference);
 
 // A fresh job id: the date-and-time text, the seconds since midnight and a random number

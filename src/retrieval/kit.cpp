@@ -11,7 +11,10 @@
 #include "pdf/pdf_library.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
+
+#include <unistd.h>
 
 QString fetch_text(WebControl& inet, const QString& url) {
     if (auto answer = inet.OpenURL(url))
@@ -72,15 +75,26 @@ bool first_page_copies(const QString& file, const QString& scratch) {
 QString ensure_converter(RunContext& ctx, const QString& prefix, const QString& name,
                          const QString& status) {
     const QString path = application_folder() + name;
+    // A program is run from here: one that another user could have placed, or a link to
+    // somewhere else, is refused.
+    const QFileInfo existing(path);
+    if (existing.isSymLink() || (existing.exists() && existing.ownerId() != ::getuid())) {
+        ctx.inf(path + QStringLiteral(" is a link or belongs to another user; it is not run. "
+                                      "Remove it to have it fetched again."));
+        return {};
+    }
     for (const char* role : {"CompanyWebHost", "CompanyMirrorHost"}) {
         if (file_exists(path))
             break;
         ctx.inf(status);
-        write_file(path, fetch_bytes(ctx.Inet1, role_url(prefix, QLatin1String(role),
-                                                         QLatin1Char('/') + name)));
-        // Even a file that could be written only in part is the program from now on.
-        if (file_exists(path))
-            QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const QByteArray bytes =
+            fetch_bytes(ctx.Inet1, role_url(prefix, QLatin1String(role), QLatin1Char('/') + name));
+        // Written whole or not at all, executable for the user alone. An empty answer still
+        // leaves the file, which then counts as the program for good.
+        QSaveFile file(path);
+        if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
+            file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+            file.commit();
     }
     return path;
 }
