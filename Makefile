@@ -4,11 +4,13 @@ BUILD       ?= build
 ASAN_BUILD  ?= build-asan
 BENCH_BUILD ?= build-bench
 PACKAGE_BUILD ?= build-package
+FUZZ_BUILD  ?= build-fuzz
+FUZZ_SECONDS ?= 180
 JOBS        ?= $(shell nproc)
 PREFIX      ?= /usr/local
 CMAKE_ARGS  ?=
 
-.PHONY: all deps configure build program test asan run order bench install package format clean
+.PHONY: all deps configure build program test asan fuzz run order bench install package format clean
 
 all: build
 
@@ -38,6 +40,13 @@ asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=0 ctest --output-on-failure -j $(JOBS) --timeout 600
 
+# Every fuzz target for a share of FUZZ_SECONDS, built with clang's libFuzzer, ASan and UBSan.
+fuzz: deps
+	CXX=clang++-16 cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DBQ_FUZZ=ON -DBQ_TESTS=OFF -DBQ_BENCH=OFF $(CMAKE_ARGS)
+	cmake --build $(FUZZ_BUILD) -j $(JOBS)
+	scripts/fuzz.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
 run: program
 	@scripts/demo.sh $(BUILD)
 
@@ -65,4 +74,4 @@ format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(PACKAGE_BUILD) demo
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(PACKAGE_BUILD) $(FUZZ_BUILD) demo demo-orders
