@@ -6,6 +6,10 @@
 #include "simulator.h"
 
 #include <httplib.h>
+#include <qpdf/qpdf-c.h>
+
+#include <QFile>
+#include <QStringList>
 
 #include <memory>
 #include <vector>
@@ -23,12 +27,6 @@ struct Dossier {
     QString application; // "EP19990402065", "WO1998US04141"
     QString publication; // "EP1000009"
     std::vector<Document> documents;
-    int pages() const {
-        int n = 0;
-        for (const Document& d : documents)
-            n += d.pages;
-        return n;
-    }
 };
 using Dossiers = std::vector<Dossier>;
 
@@ -40,6 +38,39 @@ const Dossier* find_dossier(const Dossiers& dossiers, const std::string& applica
             return &d;
     }
     return nullptr;
+}
+
+// The file of one document of a dossier, numbered from 1 in the order of the page.
+QString document_file(const QString& samples, const Dossier& d, size_t i) {
+    return samples + QLatin1Char('/') + kEpoline + QLatin1Char('/') + d.application +
+           QLatin1Char('-') + QString::number(i + 1) + QStringLiteral(".pdf");
+}
+
+// The documents' pages joined into one PDF, in their order; empty when it can't be made.
+// (qpdf's C interface, as the sample store uses it.)
+QByteArray join_documents(const QStringList& files) {
+    qpdf_data out = qpdf_init();
+    qpdf_silence_errors(out);
+    std::vector<qpdf_data> documents;
+    bool ok = !(qpdf_empty_pdf(out) & QPDF_ERRORS);
+    for (const QString& file : files) {
+        qpdf_data in = qpdf_init();
+        qpdf_silence_errors(in);
+        documents.push_back(in);
+        ok = ok && !(qpdf_read(in, QFile::encodeName(file).constData(), nullptr) & QPDF_ERRORS);
+        const int pages = ok ? qpdf_get_num_pages(in) : 0;
+        for (int i = 0; ok && i < pages; ++i)
+            ok =
+                !(qpdf_add_page(out, in, qpdf_get_page_n(in, size_t(i)), QPDF_FALSE) & QPDF_ERRORS);
+    }
+    QByteArray book;
+    if (ok && !(qpdf_init_write_memory(out) & QPDF_ERRORS) && !(qpdf_write(out) & QPDF_ERRORS))
+        book = QByteArray(reinterpret_cast<const char*>(qpdf_get_buffer(out)),
+                          qsizetype(qpdf_get_buffer_length(out)));
+    qpdf_cleanup(&out);
+    for (qpdf_data& in : documents)
+        qpdf_cleanup(&in);
+    return book;
 }
 
 QString dossier_page(const Dossier& d) {
@@ -75,8 +106,10 @@ void add_epoline_roles(Simulator& sim) {
         {QStringLiteral("EP20030001234"), QStringLiteral("EP1333333"), {}},
     });
     for (const Dossier& d : *dossiers)
-        if (!d.documents.empty())
-            sim::ensure_sample(sim.samples(), kEpoline, d.application, d.pages());
+        for (size_t i = 0; i < d.documents.size(); ++i)
+            sim::ensure_sample(sim.samples(), kEpoline,
+                               d.application + QLatin1Char('-') + QString::number(i + 1),
+                               d.documents[i].pages);
 
     sim.route(QStringLiteral("EpolineHost"), "/view/GetDossier",
               [dossiers](const httplib::Request& req, httplib::Response& res) {
@@ -92,21 +125,19 @@ void add_epoline_roles(Simulator& sim) {
 
     // The book holds the documents whose boxes are ticked: the selection's first place is the
     // page's own box for all documents, the documents follow in the order of the page, and
-    // places beyond them are ignored. This office hands out whole files only.
+    // places beyond them are ignored.
     sim.route(QStringLiteral("EpolineHost"), "/download/ShowPdfBook",
               [&sim, dossiers](const httplib::Request& req, httplib::Response& res) {
-                  const Dossier* d = find_dossier(*dossiers, req.get_param_value("dosnum"),
-                                                  req.get_param_value("dosnum"));
+                  const std::string number = req.get_param_value("dosnum");
+                  const Dossier* d = find_dossier(*dossiers, number, number);
                   const std::string sels = req.get_param_value("sels");
-                  size_t ticked = 0;
-                  while (d && ticked < d->documents.size() && ticked + 1 < sels.size() &&
-                         sels[ticked + 1] == '1')
-                      ++ticked;
-                  if (!d || d->documents.empty() || ticked == 0)
+                  QStringList ticked;
+                  for (size_t i = 0; d && i < d->documents.size(); ++i)
+                      if (i + 1 < sels.size() && sels[i + 1] == '1')
+                          ticked << document_file(sim.samples(), *d, i);
+                  const QByteArray book = ticked.isEmpty() ? QByteArray() : join_documents(ticked);
+                  if (book.isEmpty())
                       return sim::answer_text(res, QStringLiteral("No documents selected."));
-                  if (ticked < d->documents.size())
-                      return sim::answer_html_error(res);
-                  sim::answer_file(res,
-                                   sim::find_document(sim.samples(), kEpoline, d->application));
+                  res.set_content(book.constData(), size_t(book.size()), "application/pdf");
               });
 }
