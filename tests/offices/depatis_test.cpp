@@ -73,4 +73,7 @@ TEST_F(Depatis, OrdersAgainstTheImageHost) {
         EXPECT_TRUE(host.statusHistory.contains(status) || !*status) << status;
         EXPECT_EQ(files(), QStringList());
     }
+    QString outside = "../../DE4446098"; // from no order list: it can't name a file
+    depatis_download(ctx, outside, "REF", false);
+    EXPECT_EQ(QDir(root).entryList(QDir::Files), QStringList());
 }
