@@ -24,8 +24,3 @@ Retriever office_falls_back_to_chain() {
         call_retriever(ctx, QStringLiteral("get_patent"), number, reference);
     };
 }
-
-void depatis_not_built(RunContext& ctx, QString& number, const QString& reference, bool fallback) {
-    if (fallback)
-        call_retriever(ctx, QStringLiteral("get_patent"), number, reference);
-}

@@ -8,6 +8,3 @@
 Retriever office_not_built(const QString& office);
 // Falls back to the retrieval chain at once.
 Retriever office_falls_back_to_chain();
-// The DEPATISnet retriever: with fallback set, the chain takes over; without, nothing is
-// found and nothing is logged.
-void depatis_not_built(RunContext& ctx, QString& number, const QString& reference, bool fallback);

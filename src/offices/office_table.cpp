@@ -1,5 +1,8 @@
 #include "offices/office_table.h"
 
+#include "offices/depatis.h"
+#include "offices/epoline.h"
+#include "offices/inpi.h"
 #include "offices/not_built.h"
 #include "offices/uspto.h"
 #include "retrieval/company.h"
@@ -44,12 +47,12 @@ const std::vector<Office>& office_table() {
          .routes = {{.begins = "CN"}}},
         {.name = "EP file inspection",
          .retriever = "epoline_download",
-         .download = office_not_built(QStringLiteral("EP file inspection")),
+         .download = epoline_download,
          .roles = {{"EpolineHost", "register.epoline.org"}},
          .routes = {{.begins = "FW"}, {.begins = "PW"}}},
         {.name = "INPI",
          .retriever = "inpi_download",
-         .download = office_falls_back_to_chain(),
+         .download = inpi_download,
          .roles = {{"InpiHost", "www.inpi.fr"}},
          .routes = {{.begins = "FR"}}},
         {.name = "JPO translation",
@@ -121,6 +124,6 @@ void install_retrievers(RunContext& ctx) {
     for (const Office& o : office_table())
         if (o.download)
             r.byName.insert(QString::fromLatin1(o.retriever), o.download);
-    r.depatis_download = depatis_not_built;
+    r.depatis_download = depatis_download;
     r.uspto_cartificate = uspto_cartificate;
 }

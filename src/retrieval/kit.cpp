@@ -39,6 +39,10 @@ bool save_bytes(const QString& path, const QByteArray& bytes) {
     return file.commit();
 }
 
+bool names_a_file(const QString& number) {
+    return !number.contains(QLatin1Char('/')) && !number.contains(QLatin1Char('\\'));
+}
+
 QString html_test_text(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))

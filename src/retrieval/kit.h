@@ -20,6 +20,11 @@ QByteArray fetch_bytes(WebControl& inet, const QString& url);
 // name only complete. False when it could not be written.
 bool save_bytes(const QString& path, const QByteArray& bytes);
 
+// Whether a number can name a document file of its own in a folder: it holds no "/" and no
+// "\". The list cleaning takes both out of every number of an order; the test keeps a number
+// from elsewhere from naming a file outside the folder.
+bool names_a_file(const QString& number);
+
 // The characters of a downloaded file that the HTML test looks at: its first 300, or all
 // but the last when the file is 300 bytes long or shorter.
 QString html_test_text(const QString& path);

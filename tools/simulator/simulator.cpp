@@ -383,4 +383,7 @@ void add_all_roles(Simulator& sim) {
     add_company_roles(sim);
     add_espacenet_roles(sim);
     add_uspto_roles(sim);
+    add_depatis_roles(sim);
+    add_epoline_roles(sim);
+    add_inpi_roles(sim);
 }

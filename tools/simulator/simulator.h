@@ -118,5 +118,8 @@ bool make_sample_pdf(const QString& path, const QString& title, int pages, int i
 void add_company_roles(Simulator& sim);   // CompanyWebHost, CompanyLookupHost, ...
 void add_espacenet_roles(Simulator& sim); // EspacenetNationalHost, EspacenetSiteHost
 void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the company hosts
+void add_depatis_roles(Simulator& sim);   // DEPATISnet's script on CompanyImageHost
+void add_epoline_roles(Simulator& sim);   // EpolineHost
+void add_inpi_roles(Simulator& sim);      // InpiHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
