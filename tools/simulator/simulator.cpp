@@ -383,4 +383,8 @@ void add_all_roles(Simulator& sim) {
     add_company_roles(sim);
     add_espacenet_roles(sim);
     add_uspto_roles(sim);
+    add_japan_roles(sim);
+    add_jpo_translation_roles(sim);
+    add_russia_roles(sim);
+    add_korea_roles(sim);
 }

@@ -118,5 +118,15 @@ bool make_sample_pdf(const QString& path, const QString& title, int pages, int i
 void add_company_roles(Simulator& sim);   // CompanyWebHost, CompanyLookupHost, ...
 void add_espacenet_roles(Simulator& sim); // EspacenetNationalHost, EspacenetSiteHost
 void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the company hosts
+
+// Japan: "/jp.asp" on CompanyLookupHost and the office's PDFs on a host of their own.
+void add_japan_roles(Simulator& sim);
+// Japanese and Chinese translations on CompanyImageHost.
+void add_jpo_translation_roles(Simulator& sim);
+// FipsHost.
+void add_russia_roles(Simulator& sim);
+// Korea: the record service on CompanyImageHost, KiprisHost and KiprisOldHost.
+void add_korea_roles(Simulator& sim);
+
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
