@@ -36,7 +36,7 @@ QString folder_path(const QString& n) {
 void add_russia_roles(Simulator& sim) {
     sim::ensure_sample(sim.samples(), kRu, QStringLiteral("RU2258034"), 3);
     sim::ensure_sample(sim.samples(), kRu, QStringLiteral("RU2004111793"), 2);
-    sim::ensure_sample(sim.samples(), kRu, QStringLiteral("RU45678U1"), 1);
+    sim::ensure_sample(sim.samples(), kRu, QStringLiteral("RU45678U1"), 2);
     // A document that FIPS holds only as a scrap of a page, below any real document's size.
     sim::ensure_sample(sim.samples(), kRu, QStringLiteral("RU2100001"), 1, QString(), 500);
 
