@@ -75,7 +75,6 @@ void kipris_download(RunContext& ctx, QString& number, const QString& reference)
                                 {.rewriteNumber = false, .status = false});
     ctx.host.setStatus(number + QStringLiteral(" Checking if patent exists  (Korea)"));
     const QString file = p.pdf_folder + number + QStringLiteral(".pdf");
-    // Only KiprisHost serves: the older service (KiprisOldHost) is retired.
 
     // The lookup and the biblio page are asked for even when the document is on the disk.
     const KiprisRecord record = read_kipris_record(fetch_text(
@@ -86,6 +85,7 @@ void kipris_download(RunContext& ctx, QString& number, const QString& reference)
         p.result = QStringLiteral("Not found");
     } else {
         const QString application = kipris_application(record);
+        // Only KiprisHost is asked: the older service on KiprisOldHost is retired.
         const QString biblio =
             fetch_text(ctx.Inet1, role_url(p.prefix, QStringLiteral("KiprisHost"),
                                            kipris_biblio_path(application)));

@@ -30,7 +30,7 @@ void ensure_translation(const QString& samples, const QString& number, const QSt
                 "<A HREF=\"/getimg/ipc/help.htm\">Help</A><HR>\r\n"
                 "(19) [Publication country] Patent Office\r\n(11) [Publication number] %1\r\n"
                 "(54) [Title of the Invention] %2\r\n<HR>\r\n[Claim(s)]\r\n[Claim 1] A device "
-                "as described in this Patent specification.\r\n[Detailed Description]\r\n"
+                "as described in this Patent document.\r\n[Detailed Description]\r\n"
                 "[0001] The invention relates to %2.\r\n"
                 "[Translation done.]\r\n<SCRIPT>window.status='';</SCRIPT></BODY></HTML>\r\n")
                 .arg(number, title)
