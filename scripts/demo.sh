@@ -11,7 +11,7 @@ set -euo pipefail
 repo="$(cd "$(dirname "$0")/.." && pwd)"
 build="$(cd "${1:-$repo/build}" && pwd)"
 demo="$repo/demo"
-list="EP1000001,WO2004012345,US5123456,JP2001123456,#DE4446098C2,FWEP19990402065,FR2900001,XX999"
+list="EP1000001,WO2004012345,US5123456,JP2001123456,#DE4446098C2,FWEP19990402065,FR2900001,JP2003123456B2,MTJP2004012345,RU2258034,KR100703201B1,XX999"
 reference="DEMO"
 
 # shellcheck source=scripts/simulator-profile.sh

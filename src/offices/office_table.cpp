@@ -3,7 +3,11 @@
 #include "offices/depatis.h"
 #include "offices/epoline.h"
 #include "offices/inpi.h"
+#include "offices/japan.h"
+#include "offices/jpo_translation.h"
+#include "offices/korea.h"
 #include "offices/not_built.h"
+#include "offices/russia.h"
 #include "offices/uspto.h"
 #include "retrieval/company.h"
 #include "retrieval/get_patent.h"
@@ -57,7 +61,7 @@ const std::vector<Office>& office_table() {
          .routes = {{.begins = "FR"}}},
         {.name = "JPO translation",
          .retriever = "jpo_translation_download",
-         .download = office_not_built(QStringLiteral("JPO translation")),
+         .download = jpo_translation_download,
          .routes = {{.begins = "MT"}, {.begins = "JP", .ends = "MT"}}},
         {.name = "DEPATISnet",
          .retriever = "depatis_download",
@@ -68,18 +72,16 @@ const std::vector<Office>& office_table() {
          .roles = {{"CipoHost", "patents.ic.gc.ca"}},
          .chainPrefix = "CA",
          .chainPlace = 1},
-        {.name = "JPO",
-         .retriever = "jpo_download",
-         .download = [](RunContext&, QString&, const QString&) {}},
+        {.name = "JPO", .retriever = "jpo_download", .download = jpo_download},
         {.name = "KIPRIS",
          .retriever = "kipris_download",
-         .download = office_not_built(QStringLiteral("KIPRIS")),
+         .download = kipris_download,
          .roles = {{"KiprisHost", "www.kipris.or.kr"}, {"KiprisOldHost", "patent2.kipris.or.kr"}},
          .chainPrefix = "KR",
          .chainPlace = 4},
         {.name = "FIPS",
          .retriever = "rupto_download",
-         .download = office_not_built(QStringLiteral("FIPS")),
+         .download = rupto_download,
          .roles = {{"FipsHost", "www.fips.ru"}},
          .chainPrefix = "RU",
          .chainPlace = 5},

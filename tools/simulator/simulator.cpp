@@ -386,4 +386,8 @@ void add_all_roles(Simulator& sim) {
     add_depatis_roles(sim);
     add_epoline_roles(sim);
     add_inpi_roles(sim);
+    add_japan_roles(sim);
+    add_jpo_translation_roles(sim);
+    add_russia_roles(sim);
+    add_korea_roles(sim);
 }

@@ -121,5 +121,15 @@ void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the c
 void add_depatis_roles(Simulator& sim);   // DEPATISnet's script on CompanyImageHost
 void add_epoline_roles(Simulator& sim);   // EpolineHost
 void add_inpi_roles(Simulator& sim);      // InpiHost
+
+// Japan: "/jp.asp" on CompanyLookupHost and the office's PDFs on a host of their own.
+void add_japan_roles(Simulator& sim);
+// Japanese and Chinese translations on CompanyImageHost.
+void add_jpo_translation_roles(Simulator& sim);
+// FipsHost.
+void add_russia_roles(Simulator& sim);
+// Korea: the record service on CompanyImageHost, KiprisHost and KiprisOldHost.
+void add_korea_roles(Simulator& sim);
+
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
