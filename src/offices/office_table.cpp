@@ -1,6 +1,7 @@
 #include "offices/office_table.h"
 
 #include "offices/not_built.h"
+#include "offices/spain.h"
 #include "offices/uspto.h"
 #include "retrieval/company.h"
 #include "retrieval/get_patent.h"
@@ -82,7 +83,7 @@ const std::vector<Office>& office_table() {
          .chainPlace = 5},
         {.name = "OEPM",
          .retriever = "spain_download",
-         .download = office_not_built(QStringLiteral("OEPM")),
+         .download = spain_download,
          .roles = {{"OepmHost", "www.oepm.es"}},
          .chainPrefix = "ES",
          .chainPlace = 6},
