@@ -1,5 +1,6 @@
 #include "offices/office_table.h"
 
+#include "offices/canada.h"
 #include "offices/not_built.h"
 #include "offices/spain.h"
 #include "offices/uspto.h"
@@ -62,7 +63,7 @@ const std::vector<Office>& office_table() {
          .routes = {{.begins = "#", .drop = 1}, {.depatisBox = true, .fallback = true}}},
         {.name = "CIPO",
          .retriever = "canada_download",
-         .download = office_not_built(QStringLiteral("CIPO")),
+         .download = canada_download,
          .roles = {{"CipoHost", "patents.ic.gc.ca"}},
          .chainPrefix = "CA",
          .chainPlace = 1},

@@ -384,4 +384,5 @@ void add_all_roles(Simulator& sim) {
     add_espacenet_roles(sim);
     add_uspto_roles(sim);
     add_spain_roles(sim);
+    add_canada_roles(sim);
 }

@@ -119,5 +119,6 @@ void add_company_roles(Simulator& sim);   // CompanyWebHost, CompanyLookupHost, 
 void add_espacenet_roles(Simulator& sim); // EspacenetNationalHost, EspacenetSiteHost
 void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the company hosts
 void add_spain_roles(Simulator& sim);     // espdf.asp on CompanyLookupHost, OepmHost
+void add_canada_roles(Simulator& sim);    // CipoHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
