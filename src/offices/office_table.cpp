@@ -1,5 +1,6 @@
 #include "offices/office_table.h"
 
+#include "offices/australia.h"
 #include "offices/canada.h"
 #include "offices/not_built.h"
 #include "offices/spain.h"
@@ -15,7 +16,7 @@ const std::vector<Office>& office_table() {
     static const std::vector<Office> table{
         {.name = "IP Australia",
          .retriever = "australia_download",
-         .download = office_not_built(QStringLiteral("IP Australia")),
+         .download = australia_download,
          .roles = {{"IpAustraliaHost", "pericles.ipaustralia.gov.au"}},
          .routes = {{.begins = "AUA"}},
          .chainPrefix = "AU",

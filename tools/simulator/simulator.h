@@ -120,5 +120,6 @@ void add_espacenet_roles(Simulator& sim); // EspacenetNationalHost, EspacenetSit
 void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the company hosts
 void add_spain_roles(Simulator& sim);     // espdf.asp on CompanyLookupHost, OepmHost
 void add_canada_roles(Simulator& sim);    // CipoHost
+void add_australia_roles(Simulator& sim); // IpAustraliaHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
