@@ -7,9 +7,9 @@
 TEST(CanadaNumbers, FormsAddressesAndSummaryPages) {
     EXPECT_EQ(canada_plain_number("CAC2172863C") + canada_plain_number("CA2172863A1 /X"),
               "21728632172863A1 /X");
-    EXPECT_EQ(canada_summary_path("21"), "/cipo/cpd/en/patent/21/summary.html");
-    EXPECT_EQ(canada_section_path("21", "21_T", Drawings),
-              "/opic-cipo/cpd/en/patent/21/page/21_T_drawings.pdf");
+    EXPECT_EQ(
+        canada_summary_path("21") + " " + canada_section_path("21", "21_T", Drawings),
+        "/cipo/cpd/en/patent/21/summary.html /opic-cipo/cpd/en/patent/21/page/21_T_drawings.pdf");
     // The sections (cover, abstract, claims, description, drawings) and the stem.
     const auto read = [](const char* page) {
         const CanadaSummary s = read_canada_summary(page, "21");
@@ -58,7 +58,6 @@ TEST_F(OfficeOrders, CanadaOrders) {
             cancel_order(ctx, "brightquill", [] {});
     };
     EXPECT_EQ(ordered("CA2172863"), " / Job cancelled / ");
-    host.onStatus = nullptr;
     set_settings({{"ACT", "3"}, {"PROXY", "127.0.0.1:9"}}, old_settings_key);
     const QString byProxy = called(canada_download, "CA2172863");
     QFile::remove(registryFile(old_settings_key));

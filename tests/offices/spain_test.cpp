@@ -2,8 +2,7 @@
 #include "office_orders.h"
 #include "offices/spain.h"
 
-TEST(SpainNumbers, LookupAndDocumentPath) {
-    EXPECT_EQ(spain_lookup_path("ES2123456T3"), "/espdf.asp?pn=ES2123456T3");
+TEST(SpainNumbers, DocumentPathInTheLookupAnswer) {
     EXPECT_EQ(spain_document_path(R"(<a href="http://elsewhere/pdf/../x.pdf" "/pdf/2")"),
               "/pdf/../x.pdf");
     EXPECT_EQ(spain_document_path(R"(<a href="/pdf/x.pdf>)"), ""); // no usable address
