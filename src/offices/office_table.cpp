@@ -1,5 +1,7 @@
 #include "offices/office_table.h"
 
+#include "offices/australia.h"
+#include "offices/canada.h"
 #include "offices/depatis.h"
 #include "offices/epoline.h"
 #include "offices/inpi.h"
@@ -8,6 +10,7 @@
 #include "offices/korea.h"
 #include "offices/not_built.h"
 #include "offices/russia.h"
+#include "offices/spain.h"
 #include "offices/uspto.h"
 #include "retrieval/company.h"
 #include "retrieval/get_patent.h"
@@ -20,7 +23,7 @@ const std::vector<Office>& office_table() {
     static const std::vector<Office> table{
         {.name = "IP Australia",
          .retriever = "australia_download",
-         .download = office_not_built(QStringLiteral("IP Australia")),
+         .download = australia_download,
          .roles = {{"IpAustraliaHost", "pericles.ipaustralia.gov.au"}},
          .routes = {{.begins = "AUA"}},
          .chainPrefix = "AU",
@@ -68,7 +71,7 @@ const std::vector<Office>& office_table() {
          .routes = {{.begins = "#", .drop = 1}, {.depatisBox = true, .fallback = true}}},
         {.name = "CIPO",
          .retriever = "canada_download",
-         .download = office_not_built(QStringLiteral("CIPO")),
+         .download = canada_download,
          .roles = {{"CipoHost", "patents.ic.gc.ca"}},
          .chainPrefix = "CA",
          .chainPlace = 1},
@@ -87,7 +90,7 @@ const std::vector<Office>& office_table() {
          .chainPlace = 5},
         {.name = "OEPM",
          .retriever = "spain_download",
-         .download = office_not_built(QStringLiteral("OEPM")),
+         .download = spain_download,
          .roles = {{"OepmHost", "www.oepm.es"}},
          .chainPrefix = "ES",
          .chainPlace = 6},

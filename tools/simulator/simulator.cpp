@@ -390,4 +390,7 @@ void add_all_roles(Simulator& sim) {
     add_jpo_translation_roles(sim);
     add_russia_roles(sim);
     add_korea_roles(sim);
+    add_spain_roles(sim);
+    add_canada_roles(sim);
+    add_australia_roles(sim);
 }

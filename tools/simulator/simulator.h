@@ -131,5 +131,8 @@ void add_russia_roles(Simulator& sim);
 // Korea: the record service on CompanyImageHost, KiprisHost and KiprisOldHost.
 void add_korea_roles(Simulator& sim);
 
+void add_spain_roles(Simulator& sim);     // espdf.asp on CompanyLookupHost, OepmHost
+void add_canada_roles(Simulator& sim);    // CipoHost
+void add_australia_roles(Simulator& sim); // IpAustraliaHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
