@@ -383,4 +383,5 @@ void add_all_roles(Simulator& sim) {
     add_company_roles(sim);
     add_espacenet_roles(sim);
     add_uspto_roles(sim);
+    add_tools_roles(sim);
 }

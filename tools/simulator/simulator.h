@@ -118,5 +118,6 @@ bool make_sample_pdf(const QString& path, const QString& title, int pages, int i
 void add_company_roles(Simulator& sim);   // CompanyWebHost, CompanyLookupHost, ...
 void add_espacenet_roles(Simulator& sim); // EspacenetNationalHost, EspacenetSiteHost
 void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the company hosts
+void add_tools_roles(Simulator& sim);     // family, equivalents and version on CompanyServicesHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
