@@ -3,7 +3,7 @@
 set -euo pipefail
 pkgs=(cmake ninja-build g++ pkg-config qt6-base-dev libgl-dev libqpdf-dev qpdf libssl-dev
       openssl libtiff-tools poppler-utils libcpp-httplib-dev googletest libgtest-dev libgmock-dev
-      libbenchmark-dev procps python3)
+      libbenchmark-dev procps python3 xvfb xauth)
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
