@@ -51,6 +51,12 @@ settings="$demo/config/Tarnwell/brightquill.ini"
     done
 } >"$settings"
 
+# The side tools: files to import, and the revision that the version check is told about
+# (BQ_DEMO_VERSION=3.0.373 make run shows the update reminder at start-up).
+cp "$repo/tests/tools/data/scifinder.rtf" "$demo/samples/import-scifinder.rtf"
+printf 'EP1000001,WO2004012345\r\nUS5123456,JP2001123456\r\n' >"$demo/samples/import-comma.txt"
+printf '%s' "${BQ_DEMO_VERSION:-3.0.372}" >"$demo/samples/bqdver.txt"
+
 "$build/bqsim" --samples "$demo/samples" \
     --tls-cert "$repo/tests/support/tls/server.pem" --tls-key "$repo/tests/support/tls/server.key" \
     --write-roles 'HKEY_CURRENT_USER\Tarnwell\brightquill' --print-roles \
@@ -75,6 +81,7 @@ echo "demo: simulator serving (roles in $demo/roles.txt, settings in $settings)"
 
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
     echo "demo: no display; ordering $list with reference $reference"
+    echo "demo: (the import, family search, equivalents and tips need the window)"
     "$build/brightquill" "/P:$list /R:$reference" || true
     echo
     echo "Log ($demo/pdf/bnslog.csv):"
@@ -85,6 +92,9 @@ if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
     ls -l "$demo/pdf/$reference" 2>/dev/null | sed '1d; s/^/  /'
 else
     echo "demo: starting the program with the sample list; press the order button"
+    echo "demo: side tools to try: Import $demo/samples/import-scifinder.rtf (SciFinder filter)"
+    echo "      or import-comma.txt (comma filter); Inpadoc family search of EP1000001 or"
+    echo "      WO 01/12345; Equivalent-lookup of EP1000001; the Tips menu; Help"
     "$build/brightquill" "$list" || true
     # Cancel ends the program and starts a new copy of it: serve until the last one closes.
     while pgrep -f "^$build/brightquill" >/dev/null; do
