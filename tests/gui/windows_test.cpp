@@ -160,6 +160,7 @@ TEST_F(Windows, VersionCheckAtStartUp) {
         EXPECT_EQ(f.windowTitle(), "Bright Quill - Desktop edition");
         EXPECT_EQ(boxes.texts.size(), r.reminds ? 1 : 0) << (r.answer ? r.answer : "refused");
         EXPECT_EQ(child<QLabel>(&f, "Lversion")->text(), "Version:3.0 Build:372 (10/Oct/14)");
+        EXPECT_EQ(f.context().Inet2[0].RequestTimeout, 10);
         f.context().Inet2[0].manager()->clearConnectionCache();
     }
     EXPECT_EQ(sim->requests(kServices), std::vector<std::string>(5, "/bqdver.txt"));
@@ -222,6 +223,7 @@ TEST_F(Windows, ImportReadsTheFileAsTheChosenFilterSays) {
 }
 
 TEST_F(Windows, FamilySearchRunsBesideAnOrder) {
+    set_settings({{"CustomerNumber", "4711"}, {"CustomerCode", "93"}});
     sim->options().slowMs = 400;
     sim->set_fault(kServices, Simulator::Fault::Slow);
     form->setOrderRunning(true);
@@ -236,9 +238,15 @@ TEST_F(Windows, FamilySearchRunsBesideAnOrder) {
     const QString page = pdf + "/AB_12/WO0112345.htm";
     EXPECT_EQ(shell.opened, QStringList({page}));
     EXPECT_TRUE(read_file(page).contains("<td>EP1200000 A1</td>"));
-    EXPECT_EQ(sim->requests(kServices).back(), "/Desktop_BQ/famlegalmulti.asp?PN=WO0112345&u=&Kk=");
+    EXPECT_EQ(sim->requests(kServices).back(),
+              "/Desktop_BQ/famlegalmulti.asp?PN=WO0112345&u=4711&Kk=93");
+
+    child<QLineEdit>(form.get(), "Text3")->setText(" / ");
+    command2->click(); // no number: nothing is asked or opened
+    EXPECT_EQ(sim->requests(kServices).size(), 1u);
 
     // Return in Text3 searches too; a service that is down leaves the offline page.
+    child<QLineEdit>(form.get(), "Text3")->setText("WO 01/12345");
     sim->set_fault(kServices, Simulator::Fault::Refused);
     QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
     QApplication::sendEvent(child<QLineEdit>(form.get(), "Text3"), &enter);
@@ -322,6 +330,8 @@ TEST_F(Windows, TipsHelpMailAndUpdate) {
     EXPECT_EQ(window("Form2"), nullptr);
 
     action("mhelp")->trigger();
+    EXPECT_TRUE(read_file(application_folder() + "help.htm")
+                    .contains("'http://" + sim->host("CompanyWebHost").toLatin1() + "/help/'"));
     Q_EMIT child<QLabel>(form.get(), "Label4")->linkActivated("mailto:");
     EXPECT_EQ(shell.opened,
               QStringList({application_folder() + "help.htm", "mailto:support@tarnwell.invalid"}));

@@ -1,16 +1,7 @@
-#include "foundation/general.h"
-#include "foundation/web_control.h"
-#include "loopback_server.h"
-#include "recording_shell.h"
-#include "settings_fixture.h"
 #include "test_env.h"
 #include "tools/equivalents.h"
 #include "tools/family_search.h"
-#include "tools/help_tips.h"
 #include "tools/version_check.h"
-
-#include <QDir>
-#include <QNetworkAccessManager>
 
 #include <gtest/gtest.h>
 
@@ -68,72 +59,6 @@ TEST(Equivalents, PasteKeepsExactlyOneLineEndBeforeTheNumbers) {
     for (const auto& [text1, result] : rows)
         EXPECT_EQ(paste_into(text1, "N\r\n"), result) << text1;
     EXPECT_EQ(paste_into("EP1\r\n", ""), "EP1\r\n"); // nothing ticked: one empty line end
-}
-
-class ServiceRequests : public RunTest {
-protected:
-    void SetUp() override {
-        pdf = test_root() + "/svc-pdf/";
-        QDir(pdf).removeRecursively();
-        set_settings({{"PDFDIR", pdf},
-                      {"TEMPDIR", test_root() + "/svc-tmp"},
-                      {"PROXYUSERID", "u:p@"},
-                      {"CustomerNumber", "4711"},
-                      {"CustomerCode", "93"}});
-        point_roles({"CompanyServicesHost", "CompanyWebHost"}, server.host());
-    }
-    void TearDown() override {
-        for (WebControl* c : {&ctx.Inet1, &ctx.Inet3, &ctx.Inet2[0]})
-            c->manager()->clearConnectionCache();
-    }
-    QString pdf;
-    LoopbackServer server;
-};
-
-TEST_F(ServiceRequests, FamilyPageIsStoredUnderTheReferenceAndOpened) {
-    server.on("/Desktop_BQ/famlegalmulti.asp",
-              [](const auto&) { return LoopbackServer::Answer::text("<HTML>family</HTML>"); });
-    const QString file = family_search(ctx, "WO 01/12345", " A/B 1.2 ");
-    EXPECT_EQ(file, pdf + "AB_12/WO0112345.htm");
-    EXPECT_EQ(read_file(file), "<HTML>family</HTML>");
-    EXPECT_EQ(shell.opened, QStringList({file}));
-    ASSERT_EQ(server.requestCount(), 1u);
-    EXPECT_EQ(server.targets()[0], "/Desktop_BQ/famlegalmulti.asp?PN=WO0112345&u=4711&Kk=93");
-    EXPECT_EQ(server.requests()[0].header("Authorization"), "Basic dTpw");
-
-    // Nobody answers: the offline page takes the place of the family page.
-    server.on("/Desktop_BQ/famlegalmulti.asp",
-              [](const auto&) { return LoopbackServer::Answer::drop(); });
-    EXPECT_EQ(read_file(family_search(ctx, "WO0112345", "")), family_offline_page());
-    EXPECT_EQ(shell.opened.last(), pdf + "WO0112345.htm");
-
-    const size_t asked = server.requestCount();
-    EXPECT_EQ(family_search(ctx, " / ", "Case"), QString()); // an empty box asks nothing
-    EXPECT_EQ(server.requestCount(), asked);
-    EXPECT_EQ(shell.opened.size(), 2);
-}
-
-TEST_F(ServiceRequests, EquivalentsVersionHelpAndUpdater) {
-    server.on("/desktop_bq/ti.asp",
-              [](const auto&) { return LoopbackServer::Answer::text("t@@EP1<br>"); });
-    EXPECT_EQ(equivalents_lookup(ctx, "  ep 1&x "), "t@@EP1<br>");
-    server.on("/bqdver.txt", [](const auto&) { return LoopbackServer::Answer::text("3.0.373"); });
-    check_version(ctx);
-    EXPECT_EQ(host.messages,
-              QStringList({"A newer version is available\r\nPlease update your software"}));
-    EXPECT_EQ(host.title(), "Bright Quill - Desktop edition");
-    EXPECT_EQ(server.targets(),
-              std::vector<std::string>({"/desktop_bq/ti.asp?pn=ep%201&x", "/bqdver.txt"}));
-    EXPECT_EQ(ctx.Inet2[0].RequestTimeout, 10);
-
-    open_help(ctx);
-    const QString help = application_folder() + "help.htm";
-    EXPECT_TRUE(read_file(help).contains("document.location='http://" + server.host().toLatin1() +
-                                         "/help/'"));
-    EXPECT_EQ(shell.opened, QStringList({help}));
-
-    start_updater(shell, "/opt/bq/brightquill");
-    EXPECT_EQ(shell.started, QStringList({"/opt/bq/bqup5 [/opt/bq/brightquill]"}));
 }
 
 } // namespace
