@@ -3,8 +3,8 @@
 set -euo pipefail
 pkgs=(cmake ninja-build g++ pkg-config qt6-base-dev libgl-dev libqpdf-dev qpdf libssl-dev
       openssl libtiff-tools poppler-utils libcpp-httplib-dev googletest libgtest-dev libgmock-dev
-      libbenchmark-dev procps python3 clang-16 libclang-rt-16-dev desktop-file-utils appstream
-      dpkg-dev file)
+      libbenchmark-dev procps python3 xvfb xauth clang-16 libclang-rt-16-dev desktop-file-utils
+      appstream dpkg-dev file)
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

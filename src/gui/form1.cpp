@@ -1,16 +1,22 @@
 #include "gui/form1.h"
 
 #include "foundation/general.h"
+#include "foundation/list_import.h"
 #include "foundation/registry.h"
 #include "gui/report_window.h"
 #include "gui/settings_window.h"
+#include "gui/tool_windows.h"
 #include "order/order_run.h"
 #include "order/report_log.h"
+#include "tools/family_search.h"
+#include "tools/help_tips.h"
+#include "tools/version_check.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QElapsedTimer>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -57,7 +63,13 @@ Form1::Form1(Shell& shell, std::function<void(int)> endProgram, QWidget* parent)
     executable_ = QCoreApplication::applicationFilePath();
 }
 
-Form1::~Form1() = default;
+Form1::~Form1() {
+    // The equivalents window is a window of its own, not a child.
+    if (fexplorer_) {
+        fexplorer_->disconnect(this);
+        delete fexplorer_;
+    }
+}
 
 void Form1::buildWidgets() {
     auto* central = new QWidget(this);
@@ -123,9 +135,10 @@ void Form1::buildWidgets() {
     Text3->setAccessibleName(QStringLiteral("Text3"));
     Text3->setToolTip(QStringLiteral("Please enter a Patent number in Espacenet format"));
     Text3->setAccessibleDescription(Text3->toolTip());
-    Command2 = new QPushButton(QStringLiteral("Search INPADOC"), central);
+    Text3->setPlaceholderText(QStringLiteral("INPADOC family of a number, e.g. US4500000"));
+    Command2 = new QPushButton(QStringLiteral("Inpadoc family search"), central);
     Command2->setObjectName(QStringLiteral("Command2"));
-    Command2->setToolTip(QStringLiteral("Inpadoc family search"));
+    Command2->setToolTip(QStringLiteral("Search INPADOC"));
     Command2->setAccessibleDescription(Command2->toolTip());
     auto* family = new QHBoxLayout;
     family->addWidget(Text3, 1);
@@ -141,10 +154,19 @@ void Form1::buildWidgets() {
     Label9->setAccessibleName(QStringLiteral("What's new in Version 3"));
     Label9->setToolTip(QStringLiteral("Click here to find What's new"));
     Label9->setAccessibleDescription(Label9->toolTip());
+    Label9->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    const QString contact = contact_address();
+    Label4 = new QLabel(QStringLiteral("<a href=\"%1\">%2</a>")
+                            .arg(contact_link().toHtmlEscaped(), contact.toHtmlEscaped()),
+                        central);
+    Label4->setObjectName(QStringLiteral("Label4"));
+    Label4->setAccessibleName(contact);
+    Label4->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
     auto* footer = new QHBoxLayout;
     footer->addWidget(Label5);
     footer->addWidget(Lversion);
     footer->addStretch();
+    footer->addWidget(Label4);
     footer->addWidget(Label9);
     grid->addLayout(footer, 8, 0, 1, 2);
 
@@ -158,16 +180,20 @@ void Form1::buildWidgets() {
     setTabOrder(Command1, cancel);
     setTabOrder(cancel, Text3);
     setTabOrder(Text3, Command2);
+    setTabOrder(Command2, Label4);
+    setTabOrder(Label4, Label9);
 
     connect(Command1, &QPushButton::clicked, this, &Form1::Command1_Click);
     // The list box takes Return for its lines: Ctrl+Return orders from anywhere.
     auto* orderShortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return), this);
     connect(orderShortcut, &QShortcut::activated, Command1, &QPushButton::click);
     connect(cancel, &QPushButton::clicked, this, &Form1::cancel_Click);
-    connect(Command2, &QPushButton::clicked, this,
-            [this] { notInThisVersion(QStringLiteral("The INPADOC family search")); });
+    connect(Command2, &QPushButton::clicked, this, &Form1::Command2_Click);
+    connect(Text3, &QLineEdit::returnPressed, Command2, &QPushButton::click);
     connect(Label9, &QLabel::linkActivated, this,
-            [this] { notInThisVersion(QStringLiteral("The What's new window")); });
+            [this] { showWindow(form2_, [this] { return make_whats_new(this); }); });
+    connect(Label4, &QLabel::linkActivated, this,
+            [this] { ExecuteLink(*this, shell_, contact_link()); });
 
     // Runs pending events six times a second's worth, as the run expects of it.
     Timer1 = new QTimer(this);
@@ -185,9 +211,8 @@ void Form1::buildMenus() {
     mmenu->setObjectName(QStringLiteral("mmenu"));
     QAction* msetup = mmenu->addAction(QStringLiteral("&Setup"), this, &Form1::msetup_Click);
     msetup->setObjectName(QStringLiteral("msetup"));
-    QAction* softupdate = mmenu->addAction(QStringLiteral("&Update software"), this, [this] {
-        notInThisVersion(QStringLiteral("The software update"));
-    });
+    QAction* softupdate =
+        mmenu->addAction(QStringLiteral("&Update software"), this, &Form1::softupdate_Click);
     softupdate->setObjectName(QStringLiteral("softupdate"));
     QAction* vlogAction =
         mmenu->addAction(QStringLiteral("&View log"), this, [this] { vlog(*this, shell_); });
@@ -201,51 +226,41 @@ void Form1::buildMenus() {
 
     meed = menuBar()->addAction(QStringLiteral("&Explore downloaded"), this, &Form1::meed_Click);
     meed->setObjectName(QStringLiteral("meed"));
-    importw = menuBar()->addAction(QStringLiteral("&Import"), this,
-                                   [this] { notInThisVersion(QStringLiteral("The list import")); });
+    importw = menuBar()->addAction(QStringLiteral("&Import"), this, &Form1::importw_Click);
     importw->setObjectName(QStringLiteral("importw"));
 
     tmen = menuBar()->addMenu(QStringLiteral("&Tips"));
     tmen->setObjectName(QStringLiteral("tmen"));
     QAction* uespace = tmen->addAction(QStringLiteral("E&spacenet tips"), this, [this] {
-        notInThisVersion(QStringLiteral("The Espacenet tips"));
+        showWindow(epooTip_, [this] { return make_epo_tip(this); });
     });
     uespace->setObjectName(QStringLiteral("uespace"));
     QAction* huspto = tmen->addAction(QStringLiteral("&USPTO tips"), this, [this] {
-        notInThisVersion(QStringLiteral("The USPTO tips"));
+        showWindow(usptoTip_, [this] { return make_uspto_tip(this); });
     });
     huspto->setObjectName(QStringLiteral("huspto"));
     QAction* whatnew = tmen->addAction(QStringLiteral("What's &new"), this, [this] {
-        notInThisVersion(QStringLiteral("The What's new window"));
+        showWindow(form2_, [this] { return make_whats_new(this); });
     });
     whatnew->setObjectName(QStringLiteral("whatnew"));
 
-    fmam = menuBar()->addAction(QStringLiteral("E&quivalent-lookup"), this, [this] {
-        if (!cancel->isVisibleTo(this))
-            notInThisVersion(QStringLiteral("The equivalents lookup"));
-    });
+    fmam = menuBar()->addAction(QStringLiteral("E&quivalent-lookup"), this, &Form1::fmam_Click);
     fmam->setObjectName(QStringLiteral("fmam"));
-    mhelp = menuBar()->addAction(QStringLiteral("&Help"), this,
-                                 [this] { notInThisVersion(QStringLiteral("The help")); });
+    mhelp = menuBar()->addAction(QStringLiteral("&Help"), this, [this] { open_help(*ctx_); });
     mhelp->setObjectName(QStringLiteral("mhelp"));
 }
 
-void Form1::notInThisVersion(const QString& what) {
-    message(what + QStringLiteral(" is not part of this version of Brightquill Desktop."),
-            QStringLiteral("Brightquill Desktop"), 64);
-}
-
 bool Form1::load(const QString& rawCommandLine) {
-    Lversion->setText(QStringLiteral("Version:%1.%2 Build:%3 (10/Oct/14)")
-                          .arg(BQ_VERSION_MAJOR)
-                          .arg(BQ_VERSION_MINOR)
-                          .arg(BQ_VERSION_PATCH));
+    Lversion->setText(version_caption());
     startup(*ctx_);
     const CommandLineAction action = handle_command_line(*ctx_, rawCommandLine);
     if (action.kind == CommandLineAction::RunOrder) {
         Command1_Click();
         return true;
     }
+    // The window is up before the version check waits for its server, and stays painted.
+    show();
+    check_version(*ctx_);
     Text1->setFocus();
     return false;
 }
@@ -386,6 +401,73 @@ void Form1::meed_Click() {
     const QString folder = TrimNul(
         ReadRegistry(old_settings_key, QStringLiteral("PDFDIR"), default_pdfdir()).trimmed());
     shell_.open(folder);
+}
+
+void Form1::Command2_Click() {
+    Command2->setEnabled(false);
+    family_search(*ctx_, Text3->text(), Text2->text());
+    Command2->setEnabled(true);
+}
+
+void Form1::showWindow(QPointer<QDialog>& window, const std::function<QDialog*()>& make) {
+    if (!window) {
+        window = make();
+        window->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+void Form1::importw_Click() {
+    open_import_dialog(
+        this, [this](const QString& path, int filterIndex) { importList(path, filterIndex); });
+}
+
+void Form1::importList(const QString& path, int filterIndex) {
+    // A long SciFinder file keeps the window painted, without taking input meanwhile.
+    QElapsedTimer sincePaint;
+    sincePaint.start();
+    const ImportResult r = import_numbers(path, filterIndex, [&sincePaint] {
+        if (sincePaint.elapsed() > 50) {
+            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+            sincePaint.restart();
+        }
+    });
+    if (!r.list.isEmpty())
+        setText1(r.list);
+    else if (r.outcome == ImportResult::TooLarge)
+        setStatus(
+            QStringLiteral("Not imported: the file is larger than %1 MB").arg(kImportLimit >> 20));
+    else if (r.outcome == ImportResult::Binary)
+        setStatus(QStringLiteral("Not imported: the file is not a text file"));
+    else if (r.outcome == ImportResult::TooManyNumbers)
+        setStatus(
+            QStringLiteral("Not imported: the list has more than %1 lines").arg(kImportLines));
+}
+
+void Form1::fmam_Click() {
+    if (cancel->isVisibleTo(this))
+        return;
+    if (!fexplorer_) {
+        fexplorer_ = new EquivalentsWindow(*ctx_);
+        fexplorer_->setAttribute(Qt::WA_DeleteOnClose);
+        connect(fexplorer_, &QObject::destroyed, this, [this] { show(); });
+    }
+    fexplorer_->show();
+    fexplorer_->activateWindow();
+    hide();
+}
+
+void Form1::softupdate_Click() {
+    if (dialog_)
+        dialog_->close();
+    for (QDialog* tip : {usptoTip_.data(), epooTip_.data()})
+        if (tip)
+            tip->close();
+    start_updater(shell_, executable_);
+    ctx_->state.order_cancelled = true;
+    endProgram_(0);
 }
 
 void Form1::closeEvent(QCloseEvent* event) {

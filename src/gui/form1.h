@@ -4,12 +4,15 @@
 #include "foundation/run_context.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <functional>
 #include <memory>
 
 class QAction;
+class EquivalentsWindow;
 class QCheckBox;
+class QDialog;
 class QLabel;
 class QLineEdit;
 class QMenu;
@@ -65,6 +68,10 @@ public:
     void cancel_Click();
     void msetup_Click();
     void meed_Click();
+    void Command2_Click();
+    void importw_Click();
+    void fmam_Click();
+    void softupdate_Click();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -72,7 +79,9 @@ protected:
 private:
     void buildWidgets();
     void buildMenus();
-    void notInThisVersion(const QString& what);
+    // Loads the window once and shows it again on later calls.
+    void showWindow(QPointer<QDialog>& window, const std::function<QDialog*()>& make);
+    void importList(const QString& path, int filterIndex);
 
     Shell& shell_;
     std::function<void(int)> endProgram_;
@@ -92,6 +101,7 @@ private:
     QLabel* Lversion = nullptr;
     QLabel* Label5 = nullptr;
     QLabel* Label9 = nullptr;
+    QLabel* Label4 = nullptr;
     QCheckBox* Check1 = nullptr;
     QCheckBox* depatis = nullptr;
     QCheckBox* fp = nullptr;
@@ -104,4 +114,6 @@ private:
     QAction* mhelp = nullptr;
     ReportWindow* report_ = nullptr;
     SettingsDialog* dialog_ = nullptr;
+    QPointer<QDialog> usptoTip_, epooTip_, form2_;
+    QPointer<EquivalentsWindow> fexplorer_;
 };

@@ -7,6 +7,7 @@
 #include "order/report_log.h"
 #include "recording_shell.h"
 #include "settings_fixture.h"
+#include "simulator.h"
 #include "test_env.h"
 
 #include <QAbstractButton>
@@ -14,15 +15,23 @@
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QDialog>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QFileDialog>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
+#include <QNetworkAccessManager>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QSet>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -34,93 +43,327 @@ template <typename T> T* child(QWidget* w, const char* name) {
     return c;
 }
 
-QString caption(QWidget* w) {
-    if (auto* b = qobject_cast<QAbstractButton*>(w))
-        return b->text();
-    if (auto* l = qobject_cast<QLabel*>(w))
-        return l->text();
-    return {};
+// A shown window of that name, or null.
+template <typename T = QWidget> T* window(const char* name) {
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (w->objectName() == QLatin1String(name) && w->isVisible())
+            return qobject_cast<T*>(w);
+    return nullptr;
 }
 
+void flushDeletes() {
+    QApplication::processEvents();
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// Screenshots go to build/screenshots, named after the scale: Form1@1x.png, Form1@2x.png.
 void screenshot(QWidget* w, const char* name) {
     w->show();
     QApplication::processEvents();
-    const QString file = QStringLiteral(BQ_BINARY_DIR "/screenshots/") + QLatin1String(name);
+    const QPixmap shot = w->grab();
+    const QString file = QStringLiteral(BQ_BINARY_DIR "/screenshots/%1@%2x.png")
+                             .arg(QLatin1String(name))
+                             .arg(shot.devicePixelRatio());
     QDir().mkpath(QStringLiteral(BQ_BINARY_DIR "/screenshots"));
-    ASSERT_TRUE(w->grab().save(file)) << name;
+    ASSERT_TRUE(shot.save(file)) << name;
 }
 
-// Every control can be reached by its accessible name: its caption, its label or its
-// object name.
+// Every control can be reached by its accessible name (its caption, its label or its object
+// name) and from the keyboard (it is in the window's tab chain).
 void expectAccessibleNames(QWidget* window) {
+    QSet<QWidget*> chain;
+    for (QWidget* w = window->nextInFocusChain(); w && w != window; w = w->nextInFocusChain())
+        chain.insert(w);
     for (QWidget* w : window->findChildren<QWidget*>()) {
         if (w->objectName().isEmpty() || w->objectName().startsWith("qt_") ||
-            !w->isVisibleTo(window))
+            !w->isVisibleTo(window) || w->window() != window)
             continue;
+        auto* label = qobject_cast<QLabel*>(w);
+        const bool link = label && label->text().contains("<a ");
         if (!qobject_cast<QAbstractButton*>(w) && !qobject_cast<QLineEdit*>(w) &&
-            !qobject_cast<QPlainTextEdit*>(w) && !qobject_cast<QListWidget*>(w))
+            !qobject_cast<QAbstractScrollArea*>(w) && !link)
             continue;
         QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(w);
         ASSERT_NE(iface, nullptr);
         EXPECT_FALSE(iface->text(QAccessible::Name).isEmpty()) << w->objectName().toStdString();
+        if (w->isEnabled()) {
+            EXPECT_TRUE(chain.contains(w) && (w->focusPolicy() & Qt::TabFocus))
+                << w->objectName().toStdString();
+        }
     }
 }
+
+// Answers every message box that opens while it lives: keeps its text and closes it.
+struct BoxAnswerer {
+    QStringList texts;
+    QTimer timer;
+    BoxAnswerer() {
+        QObject::connect(&timer, &QTimer::timeout, [this] {
+            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+                texts << box->text();
+                box->accept();
+            }
+        });
+        timer.start(10);
+    }
+};
+
+const QString kServices = QStringLiteral("CompanyServicesHost");
 
 class Windows : public ::testing::Test {
 protected:
     void SetUp() override {
         pdf = test_root() + "/gui-pdf";
+        samples = test_root() + "/gui-samples";
+        QFile::remove(samples + "/bqdver.txt");
         set_settings({{"PDFDIR", pdf}, {"TEMPDIR", test_root() + "/gui-tmp"}});
+        sim = std::make_unique<Simulator>(samples);
+        add_all_roles(*sim);
+        sim->start();
+        sim->write_host_roles(settings_key);
         form = std::make_unique<Form1>(shell, [this](int code) { endedWith = code; });
     }
-    QString pdf;
+    void TearDown() override {
+        RunContext& ctx = form->context();
+        for (WebControl* c : {&ctx.Inet1, &ctx.Inet3, &ctx.Inet2[0]})
+            c->manager()->clearConnectionCache();
+    }
+    QAction* action(const char* name) { return child<QAction>(form.get(), name); }
+    QString pdf, samples;
+    std::unique_ptr<Simulator> sim;
     RecordingShell shell;
     int endedWith = -1;
     std::unique_ptr<Form1> form;
 };
 
-TEST_F(Windows, MainWindowHasEveryControlAndMenu) {
-    form->load("");
-    struct Control {
-        const char* name;
-        const char* caption;
-    } controls[] = {
-        {"Command1", "&Order"},
-        {"cancel", "Cancel Job"},
-        {"Check1", "Use new Espacenet"},
-        {"depatis", "Download from Depatisnet"},
-        {"fp", " Front page only"},
-        {"Command2", "Search INPADOC"},
-        {"Label5", "Desktop Edition - Version 3.0"},
-    };
-    for (const Control& c : controls)
-        EXPECT_EQ(caption(child<QWidget>(form.get(), c.name)), QString::fromLatin1(c.caption))
-            << c.name;
-    EXPECT_EQ(child<QPushButton>(form.get(), "Command1")->toolTip(),
-              "Click here to start your order");
-    EXPECT_EQ(child<QLineEdit>(form.get(), "Text3")->toolTip(),
-              "Please enter a Patent number in Espacenet format");
-    EXPECT_TRUE(child<QLabel>(form.get(), "Lversion")->text().startsWith("Version:3.0 Build:"));
-    EXPECT_TRUE(child<QLabel>(form.get(), "Lversion")->text().endsWith(" (10/Oct/14)"));
-    EXPECT_EQ(form->windowTitle(), " Tarnwell -  Brightquill Desktop");
-    EXPECT_FALSE(child<QPushButton>(form.get(), "cancel")->isVisibleTo(form.get()));
-
-    QStringList menus;
-    for (QAction* a : form->menuBar()->actions()) {
-        menus << a->objectName() + "=" + a->text();
-        if (a->menu())
-            for (QAction* s : a->menu()->actions())
-                menus << "  " + (s->isSeparator() ? QStringLiteral("-")
-                                                  : s->objectName() + "=" + s->text());
+TEST_F(Windows, VersionCheckAtStartUp) {
+    struct Row {
+        const char* answer; // nullptr: the server refuses the connection
+        bool reminds;
+    } rows[] = {{"3.0.373", true},
+                {"3.0.372", false},
+                {"4.0.1", false},
+                {"3.0", true},
+                {"3.0.373..............", false},
+                {nullptr, false}};
+    for (const Row& r : rows) {
+        if (r.answer)
+            write_file(samples + "/bqdver.txt", r.answer);
+        sim->set_fault(kServices, r.answer ? Simulator::Fault::None : Simulator::Fault::Refused);
+        Form1 f(shell, [](int) {});
+        BoxAnswerer boxes;
+        QElapsedTimer t;
+        t.start();
+        EXPECT_FALSE(f.load(""));
+        EXPECT_LT(t.elapsed(), 3000);
+        EXPECT_TRUE(f.isVisible());
+        EXPECT_EQ(f.windowTitle(), "Bright Quill - Desktop edition");
+        EXPECT_EQ(boxes.texts.size(), r.reminds ? 1 : 0) << (r.answer ? r.answer : "refused");
+        EXPECT_EQ(child<QLabel>(&f, "Lversion")->text(), "Version:3.0 Build:372 (10/Oct/14)");
+        EXPECT_EQ(f.context().Inet2[0].RequestTimeout, 10);
+        f.context().Inet2[0].manager()->clearConnectionCache();
     }
-    EXPECT_EQ(menus,
-              QStringList({"=&File", "  msetup=&Setup", "  softupdate=&Update software",
-                           "  vlog=&View log", "  -", "  mexit=E&xit", "meed=&Explore downloaded",
-                           "importw=&Import", "=&Tips", "  uespace=E&spacenet tips",
-                           "  huspto=&USPTO tips", "  whatnew=What's &new",
-                           "fmam=E&quivalent-lookup", "mhelp=&Help"}));
+    EXPECT_EQ(sim->requests(kServices), std::vector<std::string>(5, "/bqdver.txt"));
+}
+
+TEST_F(Windows, WindowStaysPaintedWhileTheVersionServerIsSlow) {
+    sim->options().slowMs = 1500;
+    sim->set_fault(kServices, Simulator::Fault::Slow);
+    QLabel* status = child<QLabel>(form.get(), "LB");
+    int paints = 0, paintsDuringWait = -1;
+    struct Counter : QObject {
+        int& n;
+        explicit Counter(int& count) : n(count) {}
+        bool eventFilter(QObject*, QEvent* e) override {
+            n += e->type() == QEvent::Paint;
+            return false;
+        }
+    } counter(paints);
+    status->installEventFilter(&counter);
+    QTimer::singleShot(300, [&] {
+        form->setStatus("waiting");
+        paints = 0;
+    });
+    QTimer::singleShot(900, [&] { paintsDuringWait = paints; });
+    form->load("");
+    EXPECT_GT(paintsDuringWait, 0);
+    EXPECT_EQ(form->windowTitle(), "Bright Quill - Desktop edition");
+}
+
+TEST_F(Windows, ImportReadsTheFileAsTheChosenFilterSays) {
+    const QString file = test_root() + "/list.rtf", huge = test_root() + "/huge.txt";
+    write_file(file, "EP1234567,EP7654321\r\n");
+    QFile big(huge);
+    ASSERT_TRUE(big.open(QIODevice::WriteOnly) && big.resize(qint64(100) << 20));
+    form->show();
+    form->setText1("KEEP");
+    auto choose = [&](const QString& path, int filter) { // filter 0: cancel
+        flushDeletes();
+        action("importw")->trigger();
+        auto* dialog = form->findChild<QFileDialog*>("importDialog");
+        ASSERT_TRUE(dialog && dialog->windowModality() == Qt::WindowModal);
+        EXPECT_EQ(dialog->selectedNameFilter(), "SciFinder export (RTF) (*.rtf)");
+        if (filter == 0)
+            return dialog->reject();
+        dialog->selectNameFilter(dialog->nameFilters().at(filter - 1));
+        dialog->selectFile(path);
+        static_cast<QDialog*>(dialog)->accept();
+    };
+    choose(file, 0);
+    EXPECT_EQ(form->text1(), "KEEP");
+    choose(file, 1); // no CODEN: record, so nothing changes
+    EXPECT_EQ(form->text1(), "KEEP");
+    choose(huge, 5);
+    EXPECT_EQ(form->text1(), "KEEP");
+    EXPECT_EQ(form->status(), "Not imported: the file is larger than 4 MB");
+    choose(file, 3); // an .rtf file read as comma-separated text
+    EXPECT_EQ(form->text1(), "EP1234567\r\nEP7654321\r\n");
+    flushDeletes();
+    EXPECT_EQ(form->findChild<QFileDialog*>(), nullptr);
+}
+
+TEST_F(Windows, FamilySearchRunsBesideAnOrder) {
+    set_settings({{"CustomerNumber", "4711"}, {"CustomerCode", "93"}});
+    sim->options().slowMs = 400;
+    sim->set_fault(kServices, Simulator::Fault::Slow);
+    form->setOrderRunning(true);
+    child<QLineEdit>(form.get(), "Text3")->setText("WO 01/12345");
+    form->setText2("A/B 1.2");
+    auto* command2 = child<QPushButton>(form.get(), "Command2");
+    bool disabledMeanwhile = false;
+    QTimer::singleShot(150, [&] { disabledMeanwhile = !command2->isEnabled(); });
+    command2->click();
+    EXPECT_TRUE(disabledMeanwhile);
+    EXPECT_TRUE(command2->isEnabled());
+    const QString page = pdf + "/AB_12/WO0112345.htm";
+    EXPECT_EQ(shell.opened, QStringList({page}));
+    EXPECT_TRUE(read_file(page).contains("<td>EP1200000 A1</td>"));
+    EXPECT_EQ(sim->requests(kServices).back(),
+              "/Desktop_BQ/famlegalmulti.asp?PN=WO0112345&u=4711&Kk=93");
+
+    child<QLineEdit>(form.get(), "Text3")->setText(" / ");
+    command2->click(); // no number: nothing is asked or opened
+    EXPECT_EQ(sim->requests(kServices).size(), 1u);
+
+    // Return in Text3 searches too; a service that is down leaves the offline page.
+    child<QLineEdit>(form.get(), "Text3")->setText("WO 01/12345");
+    sim->set_fault(kServices, Simulator::Fault::Refused);
+    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+    QApplication::sendEvent(child<QLineEdit>(form.get(), "Text3"), &enter);
+    EXPECT_TRUE(read_file(page).contains("is offline!!"));
+    EXPECT_EQ(shell.opened.size(), 2);
+}
+
+TEST_F(Windows, EquivalentsArePastedIntoTheList) {
+    form->show();
+    form->setOrderRunning(true);
+    action("fmam")->trigger(); // not during an order
+    EXPECT_EQ(window("fexplorer"), nullptr);
+    form->setOrderRunning(false);
+    form->setText1("EP9\r\n\r\n");
+    action("fmam")->trigger();
+    auto* fexplorer = window<QDialog>("fexplorer");
+    ASSERT_NE(fexplorer, nullptr);
+    EXPECT_FALSE(form->isVisible());
+    auto* pn = child<QLineEdit>(fexplorer, "pn");
+    auto* lookup = child<QPushButton>(fexplorer, "Command1");
+    auto* list = child<QListWidget>(fexplorer, "List1");
+    auto* paste = child<QPushButton>(fexplorer, "ppaste");
+
+    struct Row {
+        const char* number;
+        Simulator::Fault fault;
+        const char* message;
+    } rows[] = {{"  ", Simulator::Fault::None, "Please enter a patent number"},
+                {"XX1", Simulator::Fault::None, "No equivalents found for XX1"},
+                {"EP1000001", Simulator::Fault::Refused, "Error connecting to the server"}};
+    for (const Row& r : rows) {
+        BoxAnswerer boxes;
+        sim->set_fault(kServices, r.fault);
+        pn->setText(r.number);
+        lookup->click();
+        EXPECT_EQ(boxes.texts, QStringList({r.message}));
+        EXPECT_EQ(list->count(), 0);
+        EXPECT_FALSE(paste->isVisibleTo(fexplorer));
+    }
+    sim->set_fault(kServices, Simulator::Fault::None);
+    pn->setText(" EP1000001 ");
+    lookup->click();
+    ASSERT_EQ(list->count(), 4);
+    EXPECT_EQ(list->item(2)->data(Qt::UserRole), "JP2001123456\tSample document of the cache");
+    EXPECT_TRUE(paste->isVisibleTo(fexplorer));
+    EXPECT_EQ(sim->requests(kServices).back(), "/desktop_bq/ti.asp?pn=EP1000001");
+    list->item(0)->setCheckState(Qt::Checked);
+    list->item(2)->setCheckState(Qt::Checked);
+    paste->click();
+    flushDeletes();
+    EXPECT_EQ(form->text1(), "EP9\r\nEP1000001\r\nJP2001123456\r\n");
+    EXPECT_EQ(window("fexplorer"), nullptr);
+    EXPECT_TRUE(form->isVisible());
+
+    // Closed while the service is slow: the window waits for the dropped request, then goes.
+    sim->options().slowMs = 2000;
+    sim->set_fault(kServices, Simulator::Fault::Slow);
+    action("fmam")->trigger();
+    fexplorer = window<QDialog>("fexplorer");
+    child<QLineEdit>(fexplorer, "pn")->setText("EP1000001");
+    QTimer::singleShot(100, [&] { child<QPushButton>(fexplorer, "CancelButton")->click(); });
+    QElapsedTimer t;
+    t.start();
+    child<QPushButton>(fexplorer, "Command1")->click();
+    EXPECT_LT(t.elapsed(), 1500);
+    flushDeletes();
+    EXPECT_EQ(window("fexplorer"), nullptr);
+    EXPECT_TRUE(form->isVisible());
+}
+
+TEST_F(Windows, TipsHelpMailAndUpdate) {
+    form->show();
+    for (const char* entry : {"huspto", "uespace", "whatnew"})
+        action(entry)->trigger();
+    Q_EMIT child<QLabel>(form.get(), "Label9")->linkActivated("#"); // What's new once more
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+    EXPECT_EQ(form->findChildren<QDialog*>("Form2").size(), 1);
+    for (const char* name : {"usptoTip", "epooTip", "Form2"})
+        ASSERT_NE(window(name), nullptr) << name;
+    child<QPushButton>(window("Form2"), "Command1")->click();
+    EXPECT_EQ(window("Form2"), nullptr);
+
+    action("mhelp")->trigger();
+    EXPECT_TRUE(read_file(application_folder() + "help.htm")
+                    .contains("'http://" + sim->host("CompanyWebHost").toLatin1() + "/help/'"));
+    Q_EMIT child<QLabel>(form.get(), "Label4")->linkActivated("mailto:");
+    EXPECT_EQ(shell.opened,
+              QStringList({application_folder() + "help.htm", "mailto:support@tarnwell.invalid"}));
+
+    form->setExecutable("/opt/bq/brightquill");
+    action("softupdate")->trigger();
+    EXPECT_EQ(shell.started, QStringList({"/opt/bq/bqup5 [/opt/bq/brightquill]"}));
+    EXPECT_EQ(endedWith, 0);
+    EXPECT_EQ(window("usptoTip"), nullptr);
+}
+
+TEST_F(Windows, ScreenshotsKeyboardAndNames) {
+    form->load("");
+    for (QAction* a : form->menuBar()->actions())
+        EXPECT_TRUE(a->text().contains('&')) << a->text().toStdString();
     expectAccessibleNames(form.get());
-    screenshot(form.get(), "Form1.png");
+    screenshot(form.get(), "Form1");
+    for (const char* entry : {"huspto", "uespace", "whatnew"})
+        action(entry)->trigger();
+    for (const char* name : {"usptoTip", "epooTip", "Form2"}) {
+        expectAccessibleNames(window(name));
+        screenshot(window(name), name);
+    }
+    action("importw")->trigger();
+    screenshot(form->findChild<QFileDialog*>("importDialog"), "import");
+    form->findChild<QFileDialog*>("importDialog")->reject();
+    action("fmam")->trigger();
+    QWidget* fexplorer = window("fexplorer");
+    child<QLineEdit>(fexplorer, "pn")->setText("EP1000001");
+    child<QPushButton>(fexplorer, "Command1")->click();
+    expectAccessibleNames(fexplorer);
+    screenshot(fexplorer, "fexplorer");
 }
 
 TEST_F(Windows, TextBoxesSpeakCrLf) {
@@ -190,7 +433,7 @@ TEST_F(Windows, ReportListsOpensAndPrints) {
     for (const char* b : {"Command1", "Command2", "Command3", "Command4", "Command5"})
         EXPECT_FALSE(child<QPushButton>(&report, b)->toolTip().isEmpty()) << b;
     expectAccessibleNames(&report);
-    screenshot(&report, "report.png");
+    screenshot(&report, "report");
 }
 
 TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
@@ -211,7 +454,7 @@ TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
     EXPECT_FALSE(child<QCheckBox>(dialog, "Check2")->isChecked());
     EXPECT_EQ(child<QLineEdit>(dialog, "Text2")->text(), pdf);
     expectAccessibleNames(dialog);
-    screenshot(dialog, "Dialog.png");
+    screenshot(dialog, "Dialog");
 
     // Switching to direct access keeps the stored proxy; folders are made one level deep.
     const QString newTemp = test_root() + "/made-by-dialog";

@@ -393,4 +393,5 @@ void add_all_roles(Simulator& sim) {
     add_spain_roles(sim);
     add_canada_roles(sim);
     add_australia_roles(sim);
+    add_tools_roles(sim);
 }

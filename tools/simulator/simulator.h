@@ -134,5 +134,6 @@ void add_korea_roles(Simulator& sim);
 void add_spain_roles(Simulator& sim);     // espdf.asp on CompanyLookupHost, OepmHost
 void add_canada_roles(Simulator& sim);    // CipoHost
 void add_australia_roles(Simulator& sim); // IpAustraliaHost
+void add_tools_roles(Simulator& sim);     // family, equivalents and version on CompanyServicesHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
