@@ -1,5 +1,7 @@
 #include "offices/office_table.h"
 
+#include "offices/china.h"
+#include "offices/cn_translation.h"
 #include "offices/not_built.h"
 #include "offices/uspto.h"
 #include "retrieval/company.h"
@@ -39,7 +41,7 @@ const std::vector<Office>& office_table() {
          .chainPlace = 2},
         {.name = "SIPO",
          .retriever = "cnpto_download",
-         .download = office_falls_back_to_chain(),
+         .download = cnpto_download,
          .roles = {{"SipoPatentHost", "www.sipo.gov.cn"}},
          .routes = {{.begins = "CN"}}},
         {.name = "EP file inspection",
@@ -88,6 +90,7 @@ const std::vector<Office>& office_table() {
          .chainPlace = 6},
         {.name = "CN translation",
          .retriever = "cn_translation_download",
+         .download = cn_translation_download,
          .roles = {{"CnpatSearchHost", "search.cnpat.com.cn"}}},
     };
     return table;
