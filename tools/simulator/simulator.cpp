@@ -383,4 +383,6 @@ void add_all_roles(Simulator& sim) {
     add_company_roles(sim);
     add_espacenet_roles(sim);
     add_uspto_roles(sim);
+    add_china_roles(sim);
+    add_cn_translation_roles(sim);
 }

@@ -118,5 +118,7 @@ bool make_sample_pdf(const QString& path, const QString& title, int pages, int i
 void add_company_roles(Simulator& sim);   // CompanyWebHost, CompanyLookupHost, ...
 void add_espacenet_roles(Simulator& sim); // EspacenetNationalHost, EspacenetSiteHost
 void add_uspto_roles(Simulator& sim);     // the USPTO hosts, uspto.lib on the company hosts
+void add_china_roles(Simulator& sim);     // SipoPatentHost, the page relay on CompanyServicesHost
+void add_cn_translation_roles(Simulator& sim); // CnpatSearchHost, the proxy on CompanyLookupHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
