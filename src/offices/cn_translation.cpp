@@ -17,7 +17,7 @@ constexpr int kRequestTimeout = 300;
 // A page that fails to arrive is asked again until this many attempts were made.
 constexpr int kAttempts = 5;
 // No document has this many translation pages: a site that keeps turning pages is cut off.
-constexpr int kMaxPages = 5000;
+constexpr int kMaxPages = 2000;
 
 const QString kProxyKeys = QStringLiteral("?a1=kqa71xvm&a2=tmfoRQle84");
 const QString kClaimsMarker =

@@ -96,7 +96,7 @@ void detail(const httplib::Request& req, httplib::Response& res) {
     QString links = QStringLiteral("<a href=\"%1\" target=\"_blank\">Publication Text</a>")
                         .arg(text_address(*d, 'P'));
     if (d->granted)
-        links += QStringLiteral(" | <a class=\"t\" href=\"%1\">Granted Text</a>")
+        links += QStringLiteral(" | <a href=\"%1\" class=\"t\">Granted Text</a>")
                      .arg(text_address(*d, 'G'));
     answer_utf8(
         res,
@@ -152,7 +152,7 @@ QString form_page(const Place& p) {
                "id=\"form1\">\n<input type=\"hidden\" name=\"__VIEWSTATE\" id=\"__VIEWSTATE\" "
                "value=\"%1\" />\n<input type=\"hidden\" name=\"__EVENTVALIDATION\" "
                "id=\"__EVENTVALIDATION\" value=\"%2\" />\n<iframe id=\"ifrText\" "
-               "src=\"../TransText.aspx?pn=%3&text=%4&part=%5&page=%6\" width=\"100%\">"
+               "src=\"../Text/%3-%4-%5-%6.htm\" width=\"100%\">"
                "</iframe>\n<a id=\"lnkNextPage\" href=\"javascript:__doPostBack('lnkNextPage',"
                "'')\">Next page</a></form></body></html>")
         .arg(view_state(p), validation(p), p.number, p.text, p.part)
@@ -180,10 +180,14 @@ void translation_server(Simulator& sim, const QString& method, const QString& ad
     auto item = [&query](const char* key) { return query.queryItemValue(QLatin1String(key)); };
     std::optional<Place> place;
     const QString file = url.path().section(QLatin1Char('/'), -1);
+    const QStringList text = file.chopped(qMin<qsizetype>(4, file.size())).split(QLatin1Char('-'));
     if (url.host() != kTranslationHost || !url.path().startsWith(QLatin1String("/Translate/")))
         place = std::nullopt;
-    else if (method == QLatin1String("GET"))
-        place = Place{item("pn"), item("text"), item("part"), qMax(1, item("page").toInt())};
+    else if (method == QLatin1String("GET") && file == QLatin1String("TransMain.aspx"))
+        place = Place{item("pn"), item("text"), item("part"), 1};
+    else if (method == QLatin1String("GET") && file.endsWith(QLatin1String(".htm")) &&
+             text.size() == 4)
+        place = Place{text[0], text[1], text[2], text[3].toInt()};
     else if (file == QLatin1String("TransMain.aspx")) {
         // The body as a form: the client sent its values encoded, and they are decoded here.
         const QUrlQuery form(QString(body).replace(QLatin1Char('+'), QLatin1Char(' ')));
@@ -200,8 +204,8 @@ void translation_server(Simulator& sim, const QString& method, const QString& ad
         (place->text != QLatin1String("P") && !(place->text == QLatin1String("G") && d->granted)) ||
         (place->part != QLatin1String("C") && place->part != QLatin1String("D")))
         return answer_utf8(res, QStringLiteral("<html><body>Server error</body></html>"));
-    if (file == QLatin1String("TransText.aspx")) {
-        if (place->page > pages_of(*d, place->part))
+    if (file.endsWith(QLatin1String(".htm"))) {
+        if (place->page < 1 || place->page > pages_of(*d, place->part))
             return answer_utf8(res, QStringLiteral("<html><body>No such page</body></html>"));
         return answer_utf8(res, text_page(*place));
     }
@@ -217,7 +221,7 @@ void translation_server(Simulator& sim, const QString& method, const QString& ad
 
 // The proxy: a1 and a2 are the shared access values, m the method it is to use, a the
 // address, args the body of a POST. The address is everything behind "a=" up to "&args=":
-// the client sends a frame's address as it stands, with "&"s of its own.
+// the client sends a frame's address as it stands, unencoded.
 void proxy(Simulator& sim, const httplib::Request& req, httplib::Response& res) {
     const std::string& target = req.target;
     const size_t at = target.find("&a=");
