@@ -10,7 +10,7 @@ set -euo pipefail
 repo="$(cd "$(dirname "$0")/.." && pwd)"
 build="$(cd "${1:-$repo/build}" && pwd)"
 demo="$repo/demo"
-list="EP1000001,WO2004012345,US5123456,JP2001123456,XX999"
+list="EP1000001,WO2004012345,US5123456,JP2001123456,CN1145230B,XX999"
 reference="DEMO"
 
 for program in bqsim brightquill; do
