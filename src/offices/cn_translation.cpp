@@ -67,16 +67,20 @@ struct Part {
     bool retryStatus; // every failed page shows the retry counter
     const char* failWord;
 };
-const Part kClaims{
-    QLatin1Char('C'),    " Claims translating page: ", "<claims>", "</claims>", true, false,
-    "Translation failed"};
-const Part kDescription{QLatin1Char('D'),
-                        " Description translating page: ",
-                        "<description>",
-                        "</description>",
-                        false,
-                        true,
-                        "Translation failed."};
+const Part kClaims{.letter = QLatin1Char('C'),
+                   .status = " Claims translating page: ",
+                   .open = "<claims>",
+                   .close = "</claims>",
+                   .paragraphs = true,
+                   .retryStatus = false,
+                   .failWord = "Translation failed"};
+const Part kDescription{.letter = QLatin1Char('D'),
+                        .status = " Description translating page: ",
+                        .open = "<description>",
+                        .close = "</description>",
+                        .paragraphs = false,
+                        .retryStatus = true,
+                        .failWord = "Translation failed."};
 
 // What the pages of one translation hand on to the next: the form values and the frame,
 // which survives from the claims into the description.
@@ -94,24 +98,22 @@ public:
                             kProxyKeys),
           plain_(std::move(plain)), textLink_(std::move(textLink)) {
         // The form is posted to the text's page; its frames lie in the page's folder.
-        pageAddress_ = textLink_.left(textLink_.indexOf(QLatin1Char('?')));
-        if (!textLink_.contains(QLatin1Char('?')))
-            pageAddress_ = textLink_;
+        pageAddress_ = textLink_.left(textLink_.indexOf(QLatin1Char('?'))); // all without "?"
         pageFolder_ = pageAddress_.left(pageAddress_.lastIndexOf(QLatin1Char('/')) + 1);
     }
 
     // One text, page by page, appended to collected. Sets word when a page would not come.
     void run(const Part& part, QString& collected, QString& word) {
         QString last = proxy_ + QStringLiteral("&m=GET&a=") + CN_UrlEncode(textLink_ + part.letter);
-        QString page = fetch(last, 1);
+        QString page = fetch(last);
         int n = 1;
         int retry = 1;
         for (;;) {
             ctx_.infCN(plain_ + QLatin1String(part.status) + QString::number(n));
             const QString previous = form_.frameSource;
-            if (page.contains(QStringLiteral("__VIEWSTATE"))) {
+            const CnTranslationPage read = read_cn_translation_page(page);
+            if (read.arrived) {
                 retry = 1;
-                const CnTranslationPage read = read_cn_translation_page(page);
                 form_.viewState = read.viewState.value_or(form_.viewState);
                 form_.eventValidation = read.eventValidation.value_or(form_.eventValidation);
                 form_.frameSource = read.frameSource.value_or(form_.frameSource);
@@ -123,7 +125,7 @@ public:
                 last = proxy_ + QStringLiteral("&m=POST&a=") + CN_UrlEncode(pageAddress_) +
                        QStringLiteral("&args=") +
                        CN_UrlEncode(cn_next_page_args(form_.viewState, form_.eventValidation));
-                page = fetch(last, 1);
+                page = fetch(last);
                 ++n;
             } else {
                 if (part.retryStatus)
@@ -131,19 +133,18 @@ public:
                                QString::number(retry));
                 if (retry >= kAttempts)
                     return fail(part, word);
-                page = fetch(last, 1);
+                page = fetch(last);
                 ++retry;
             }
         }
     }
 
 private:
-    // The answer as text; "" when none came after that many attempts.
-    QString fetch(const QString& url, int attempts) {
-        for (int i = 0; i < attempts; ++i)
-            if (const std::optional<QByteArray> answer = ctx_.Inet1.OpenURL(url))
-                return CN_ConvertUtf8BytesToString(*answer);
-        return {};
+    // The answer as text. A request without answer is a page that did not arrive, like an
+    // error page: it is asked again, where keeping the page before would end the text early.
+    QString fetch(const QString& url) {
+        const std::optional<QByteArray> answer = ctx_.Inet1.OpenURL(url);
+        return answer ? CN_ConvertUtf8BytesToString(*answer) : QString();
     }
 
     // The text of the frame on the current page. False when it never came: a page lost
@@ -152,8 +153,7 @@ private:
         const QString url = proxy_ + QStringLiteral("&m=GET&a=") + pageFolder_ + form_.frameSource;
         QString text;
         for (int i = 0; i < kAttempts && text.isEmpty(); ++i)
-            if (const std::optional<QByteArray> answer = ctx_.Inet1.OpenURL(url))
-                text = CN_ConvertUtf8BytesToString(*answer);
+            text = fetch(url);
         if (text.isEmpty())
             return false;
         const QString open = QLatin1String(part.open);
