@@ -46,7 +46,7 @@ QString page_file(const Preamble& p, const QString& number, qint64 page, const c
 }
 
 // The count of pages to fetch, learned from the search page and the page-count request;
-// kNoPageCount when none was learned. page_suffix tells the count in the status lines.
+// kNoPageCount when none was learned. suffix then tells the count in the status lines.
 qint64 learn_page_count(RunContext& ctx, const QString& prefix, const SipoRecord& record,
                         QString& suffix) {
     QString countText = record.pageCount;
