@@ -2,13 +2,14 @@
 
 #include "offices/australia.h"
 #include "offices/canada.h"
+#include "offices/china.h"
+#include "offices/cn_translation.h"
 #include "offices/depatis.h"
 #include "offices/epoline.h"
 #include "offices/inpi.h"
 #include "offices/japan.h"
 #include "offices/jpo_translation.h"
 #include "offices/korea.h"
-#include "offices/not_built.h"
 #include "offices/russia.h"
 #include "offices/spain.h"
 #include "offices/uspto.h"
@@ -49,7 +50,7 @@ const std::vector<Office>& office_table() {
          .chainPlace = 2},
         {.name = "SIPO",
          .retriever = "cnpto_download",
-         .download = office_falls_back_to_chain(),
+         .download = cnpto_download,
          .roles = {{"SipoPatentHost", "www.sipo.gov.cn"}},
          .routes = {{.begins = "CN"}}},
         {.name = "EP file inspection",
@@ -96,6 +97,7 @@ const std::vector<Office>& office_table() {
          .chainPlace = 6},
         {.name = "CN translation",
          .retriever = "cn_translation_download",
+         .download = cn_translation_download,
          .roles = {{"CnpatSearchHost", "search.cnpat.com.cn"}}},
     };
     return table;

@@ -9,6 +9,9 @@
 
 #include <optional>
 
+#include <csignal>
+#include <unistd.h>
+
 namespace {
 
 constexpr int kDefaultWidth = 2320;
@@ -30,10 +33,13 @@ std::optional<int> signed16At(const QByteArray& data, qsizetype position) {
     return static_cast<int16_t>(static_cast<uint16_t>(*low | (*high << 8)));
 }
 
-// Runs a converter and waits for it without a time limit. The command line is split as a
-// shell splits words, double quotes grouping. A program path that exists as it stands is
-// taken whole even when it holds blanks, as the system's program locator would.
-void runConverter(Host& host, const QString& program, const QString& arguments) {
+// Runs a converter and waits for it, without a time limit when timeLimit is 0 or less. The
+// command line is split as a shell splits words, double quotes grouping. A program path that
+// exists as it stands is taken whole even when it holds blanks, as the system's program
+// locator would. A program still running after timeLimit seconds is ended with everything it
+// started, and its output, which may be half-written, is deleted.
+void runConverter(Host& host, const QString& program, const QString& arguments, int timeLimit,
+                  const QString& output) {
     QStringList words;
     QString executable;
     if (!program.isEmpty() && QFileInfo(program).isFile()) {
@@ -45,15 +51,24 @@ void runConverter(Host& host, const QString& program, const QString& arguments) 
             return;
         executable = words.takeFirst();
     }
+    const int wait = timeLimit > 0 ? timeLimit * 1000 : -1;
     QProcess process;
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
     process.setStandardInputFile(QProcess::nullDevice());
+    // A group of its own, so that a converter that hangs is ended together with its children.
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
     process.start(executable, words, QIODevice::NotOpen);
-    if (!process.waitForStarted(-1))
+    if (!process.waitForStarted(wait))
         return;
     host.doEvents();
-    process.waitForFinished(-1);
+    if (process.state() == QProcess::NotRunning || process.waitForFinished(wait) ||
+        process.state() == QProcess::NotRunning)
+        return;
+    ::kill(-pid_t(process.processId()), SIGKILL);
+    process.kill();
+    process.waitForFinished(5000);
+    QFile::remove(output);
 }
 
 } // namespace
@@ -141,21 +156,23 @@ void tif_to_pdf(Host& host, const QString& Tif_To_Pdf_As, const QString& Tif_Sou
 }
 
 void tif2pdf(Host& host, const QString& Tif_To_Pdf_As, const QString& Tif_Source_Path,
-             const QString& program_name) {
+             const QString& program_name, int time_limit) {
     try {
         // The two paths are not quoted: a path with blanks reaches the program in pieces.
         runConverter(host, program_name,
-                     QStringLiteral(" -o ") + Tif_To_Pdf_As + QLatin1Char(' ') + Tif_Source_Path);
+                     QStringLiteral(" -o ") + Tif_To_Pdf_As + QLatin1Char(' ') + Tif_Source_Path,
+                     time_limit, Tif_To_Pdf_As);
     } catch (...) {
     }
 }
 
 void CNtif(Host& host, const QString& Tif_output, const QString& Tif_Source_Path,
-           const QString& program_name) {
+           const QString& program_name, int time_limit) {
     try {
         runConverter(host, program_name,
                      QStringLiteral(" -r 10000 -c g4 \"") + Tif_Source_Path +
-                         QStringLiteral("\" \"") + Tif_output + QLatin1Char('"'));
+                         QStringLiteral("\" \"") + Tif_output + QLatin1Char('"'),
+                     time_limit, Tif_output);
     } catch (...) {
     }
 }

@@ -394,4 +394,6 @@ void add_all_roles(Simulator& sim) {
     add_canada_roles(sim);
     add_australia_roles(sim);
     add_tools_roles(sim);
+    add_china_roles(sim);
+    add_cn_translation_roles(sim);
 }

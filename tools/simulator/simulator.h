@@ -135,5 +135,7 @@ void add_spain_roles(Simulator& sim);     // espdf.asp on CompanyLookupHost, Oep
 void add_canada_roles(Simulator& sim);    // CipoHost
 void add_australia_roles(Simulator& sim); // IpAustraliaHost
 void add_tools_roles(Simulator& sim);     // family, equivalents and version on CompanyServicesHost
+void add_china_roles(Simulator& sim);     // SipoPatentHost, the page relay on CompanyServicesHost
+void add_cn_translation_roles(Simulator& sim); // CnpatSearchHost, the proxy on CompanyLookupHost
 // All role modules of this build.
 void add_all_roles(Simulator& sim);
