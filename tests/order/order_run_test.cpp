@@ -88,15 +88,6 @@ TEST_F(OrderRun, AnEmptyListShowsAnEmptyReport) {
     EXPECT_EQ(ctx.state.report_text, "");
 }
 
-TEST_F(OrderRun, ACancelledOrderShowsNoReport) {
-    retrievers(ctx).byName["get_patent"] = [](RunContext& c, QString&, const QString&) {
-        c.state.order_cancelled = true;
-    };
-    host.setText1("EP1\r\nEP2");
-    order_run(ctx);
-    EXPECT_EQ(host.reportsShown, 0);
-}
-
 TEST_F(OrderRun, FrontPageReportIsBuiltFromTheFiles) {
     const QString folder = pdf + "/";
     QDir().mkpath(folder);
