@@ -17,67 +17,50 @@ namespace {
 class WriteLog : public RunTest {
 protected:
     void SetUp() override {
-        pdfdir =
-            test_root() + "/logpdf-" +
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        QDir(pdfdir).removeRecursively();
+        pdfdir = test_root() + "/logpdf-" +
+                 ::testing::UnitTest::GetInstance()->current_test_info()->name();
         set_settings({{"PDFDIR", pdfdir}});
         set_fixed_now(QDateTime(QDate(2026, 11, 22), QTime(9, 5, 7)));
     }
     void TearDown() override { set_fixed_now({}); }
-    QByteArray logBytes() { return read_file(pdfdir + "/bnslog.csv"); }
-    static QByteArray expected(const char* name) {
-        return read_file(QStringLiteral(BQ_SOURCE_DIR "/tests/foundation/data/") +
-                         QLatin1String(name));
-    }
     void log(QString pat, QString ref, QString res) { writelog(ctx, pat, ref, res); }
 
     QString pdfdir;
 };
 
+// Each case's calls, one "number|reference|result" each, and the log they leave.
 TEST_F(WriteLog, FilesMatchTheHandWrittenLogs) {
-    struct Call {
-        const char* pat;
-        const char* ref;
-        const char* res;
-    };
-    struct Case {
-        const char* file;
-        std::vector<Call> calls;
-    } cases[] = {
-        {"first_call.csv", {{"EP1234567", "CASE 7", "Downloaded (12 Pages )"}}},
+    const std::pair<const char*, QStringList> cases[] = {
+        {"first_call.csv", {"EP1234567|CASE 7|Downloaded (12 Pages )"}},
         {"several_calls.csv",
-         {{"EP1234567", "R1", "Downloaded (12 Pages )"},
-          {"WO04012345", "R1", "Not found (Patent not found)"},
-          {"US5123456", "R1", "Downloaded (3 Pages )"}}},
-        {"quotes_and_line_ends.csv", {{"EP1\"2", "a\r\nb", "He said \"no\""}}},
-        {"two_references.csv", {{"EP1234567", "A!!B", "Downloaded (2 Pages )"}}},
-        {"lone_separator.csv", {{"EP1234567", "!!", "Downloaded (2 Pages )"}}},
-        {"trailing_separator.csv", {{"EP1234567", "A!!", "Downloaded (2 Pages )"}}},
-        {"empty_reference.csv", {{"EP1234567", "", "Downloaded (2 Pages )"}}},
+         {"EP1234567|R1|Downloaded (12 Pages )", "WO04012345|R1|Not found (Patent not found)",
+          "US5123456|R1|Downloaded (3 Pages )"}},
+        {"quotes_and_line_ends.csv", {"EP1\"2|a\r\nb|He said \"no\""}},
+        {"two_references.csv", {"EP1234567|A!!B|Downloaded (2 Pages )"}},
+        {"lone_separator.csv", {"EP1234567|!!|Downloaded (2 Pages )"}},
+        {"trailing_separator.csv", {"EP1234567|A!!|Downloaded (2 Pages )"}},
+        {"empty_reference.csv", {"EP1234567||Downloaded (2 Pages )"}},
     };
-    for (const Case& c : cases) {
+    for (const auto& [name, calls] : cases) {
         QFile::remove(pdfdir + "/bnslog.csv");
-        for (const Call& call : c.calls)
-            log(QString::fromLatin1(call.pat), QString::fromLatin1(call.ref),
-                QString::fromLatin1(call.res));
-        EXPECT_EQ(logBytes(), expected(c.file)) << c.file;
+        for (const QString& call : calls)
+            log(call.section('|', 0, 0), call.section('|', 1, 1), call.section('|', 2));
+        EXPECT_EQ(read_file(pdfdir + "/bnslog.csv"),
+                  read_file(BQ_SOURCE_DIR "/tests/foundation/data/" + QString(name)))
+            << name;
     }
 }
 
-TEST_F(WriteLog, ReportKeepsOneLineWithTheWordAsPassed) {
+// One report line per call, the number cut or padded to 15 characters; the callers' texts
+// are cleaned in place.
+TEST_F(WriteLog, ReportLinesAndCleanedTexts) {
     log("ep1234567", "A!!B", "He said \"no\"");
     log("EP12345678901234567", "!!", "Downloaded (1 Pages )");
-    EXPECT_EQ(ctx.state.report_text, QStringLiteral("EP1234567      \tHe said \"no\"\r\n"
-                                                    "EP1234567890123\tDownloaded (1 Pages )\r\n"));
-}
-
-TEST_F(WriteLog, CleansTheCallersTexts) {
+    EXPECT_EQ(ctx.state.report_text, "EP1234567      \tHe said \"no\"\r\n"
+                                     "EP1234567890123\tDownloaded (1 Pages )\r\n");
     QString pat = "EP1\r2", ref = "R\"1", res = "a\nb";
     writelog(ctx, pat, ref, res);
-    EXPECT_EQ(pat, "EP1 2");
-    EXPECT_EQ(ref, "R 1");
-    EXPECT_EQ(res, "a b");
+    EXPECT_EQ(pat + '|' + ref + '|' + res, "EP1 2|R 1|a b");
 }
 
 TEST_F(WriteLog, MissingFolderIsMadeAndAnUnwritableLogIsPassedOver) {

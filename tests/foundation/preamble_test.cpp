@@ -7,6 +7,7 @@
 #include "test_env.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <gtest/gtest.h>
@@ -16,40 +17,31 @@ namespace {
 class Preambles : public RunTest {
 protected:
     void SetUp() override {
-        pdf = test_root() + "/pre-pdf";
-        tmp = test_root() + "/pre-tmp";
         set_settings({{"PDFDIR", pdf}, {"TEMPDIR", tmp + "/"}, {"ACT", "1"}, {"PROXYUSERID", ""}});
     }
-    QString pdf, tmp;
+    QString pdf = test_root() + "/pre-pdf", tmp = test_root() + "/pre-tmp";
 };
 
+// The order folder is made of the reference; the number is upper-cased without "-" and
+// titles the window with the source's label.
 TEST_F(Preambles, OrderFoldersAreMadeOfTheReference) {
-    struct Case {
-        const char* reference;
-        QString folder;
-    } cases[] = {
-        {"A/B 1.0, @x:y", pdf + "/AB_10_xy/"},
-        {"...", pdf + "//"}, // nothing left: the doubled separator stands
-        {"CASE 7", pdf + "/CASE_7/"},
-        {"../../etc", pdf + "/etc/"}, // dots and slashes never climb out
+    const std::pair<const char*, QString> cases[] = {
+        {"A/B 1.0, @x:y", "/AB_10_xy/"},
+        {"...", "//"}, // nothing left: the doubled separator stands
+        {"CASE 7", "/CASE_7/"},
+        {"../../etc", "/etc/"}, // dots and slashes never climb out
+        {"", "/"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [reference, folder] : cases) {
         QString number = "ep-1234567";
-        const Preamble p =
-            fetch_preamble(ctx, number, QString::fromLatin1(c.reference), 300, " (Tarnwell)");
-        EXPECT_EQ(p.pdf_folder, c.folder) << c.reference;
-        EXPECT_EQ(ctx.state.order_folder, c.folder) << c.reference;
-        EXPECT_TRUE(QDir(c.folder).exists()) << c.reference;
+        const Preamble p = fetch_preamble(ctx, number, reference, 300, " (Tarnwell)");
+        EXPECT_EQ(p.pdf_folder, pdf + folder) << reference;
+        EXPECT_EQ(ctx.state.order_folder, *reference ? pdf + folder : "") << reference;
+        EXPECT_TRUE(QDir(pdf + folder).exists()) << reference;
         EXPECT_EQ(number, "EP1234567");
+        EXPECT_EQ(host.title(), "EP1234567 (Tarnwell)");
+        EXPECT_TRUE(p.temp_prefix.startsWith(tmp + "/" + p.job_id));
     }
-    QString number = "x";
-    const Preamble p = fetch_preamble(ctx, number, "", 300, " (USPTO)");
-    EXPECT_EQ(p.pdf_folder, pdf + "/");
-    EXPECT_EQ(ctx.state.order_folder, "");
-    EXPECT_EQ(host.title(), "X (USPTO)");
-    EXPECT_EQ(host.status(), "X Checking if patent exists");
-    EXPECT_TRUE(p.temp_prefix.startsWith(tmp + "/"));
-    EXPECT_FALSE(p.temp_prefix.endsWith("/"));
 }
 
 TEST_F(Preambles, JobIdsDifferAndHoldNoSeparators) {
@@ -59,8 +51,8 @@ TEST_F(Preambles, JobIdsDifferAndHoldNoSeparators) {
     for (int i = 0; i < 200; ++i) {
         set_fixed_now(start.addMSecs(10 * i));
         const QString id = make_job_id(ctx);
-        for (QChar c : {u'/', u'\\', u' ', u'.', u',', u'@', u':'})
-            EXPECT_FALSE(id.contains(c)) << id.toStdString();
+        static const QRegularExpression separators("[/\\\\ .,@:]");
+        EXPECT_FALSE(id.contains(separators)) << id.toStdString();
         ids.insert(id);
     }
     set_fixed_now({});
@@ -68,37 +60,34 @@ TEST_F(Preambles, JobIdsDifferAndHoldNoSeparators) {
 }
 
 TEST_F(Preambles, AccessTypeFollowsTheSetting) {
-    struct Case {
-        const char* act;
-        int accessType;
-    } cases[] = {{"2", 1}, {"3", 2}, {"junk", 2}, {"1", 0}, {"7", 0}};
+    const std::pair<const char*, int> cases[] = {
+        {"2", 1}, {"3", 2}, {"junk", 2}, {"1", 0}, {"7", 0}};
     set_settings({{"PROXY", "proxy.example:3128"}});
-    for (const Case& c : cases) {
-        set_settings({{"ACT", QString::fromLatin1(c.act)}});
+    for (const auto& [act, accessType] : cases) {
+        set_settings({{"ACT", act}});
         preamble_settings(ctx, 600);
-        EXPECT_EQ(ctx.Inet1.AccessType, c.accessType) << c.act;
+        EXPECT_EQ(ctx.Inet1.AccessType, accessType) << act;
         EXPECT_EQ(ctx.Inet1.RequestTimeout, 600);
     }
     EXPECT_EQ(ctx.Inet1.Proxy, "proxy.example:3128");
 }
 
-TEST(WebHelpers, EncodingAndHex) {
-    EXPECT_EQ(URLEncode("a b"), "a+b");
-    EXPECT_EQ(URLEncode("a&b"), "a%26b");
-    EXPECT_EQ(URLEncode("\n"), "%0A");
-    EXPECT_EQ(URLEncode("Zz09-%"), "Zz09%2D%25");
-    EXPECT_EQ(Hex2(10), "0A");
-    EXPECT_EQ(Hex2(171), "AB");
-    EXPECT_EQ(Hex2(16), "10");
-}
-
-TEST(WebHelpers, TimerTextIsSecondsSinceMidnight) {
-    set_fixed_now(QDateTime(QDate(2026, 1, 2), QTime(23, 48, 17, 120)));
-    EXPECT_EQ(timer_text(), "85697.12");
-    set_fixed_now(QDateTime(QDate(2026, 1, 2), QTime(1, 0, 0, 500)));
-    EXPECT_EQ(timer_text(), "3600.5");
-    set_fixed_now(QDateTime(QDate(2026, 1, 2), QTime(0, 0, 42)));
-    EXPECT_EQ(timer_text(), "42");
+TEST(WebHelpers, EncodingHexAndTimerText) {
+    const std::pair<QString, QString> texts[] = {
+        {URLEncode("a b"), "a+b"}, {URLEncode("a&b"), "a%26b"},
+        {URLEncode("\n"), "%0A"},  {URLEncode("Zz09-%"), "Zz09%2D%25"},
+        {Hex2(10), "0A"},          {Hex2(171), "AB"},
+        {Hex2(16), "10"}};
+    for (const auto& [made, expected] : texts)
+        EXPECT_EQ(made, expected);
+    // Seconds since midnight with up to two decimals, trailing zeros dropped.
+    const std::pair<QTime, const char*> times[] = {{QTime(23, 48, 17, 120), "85697.12"},
+                                                   {QTime(1, 0, 0, 500), "3600.5"},
+                                                   {QTime(0, 0, 42), "42"}};
+    for (const auto& [time, text] : times) {
+        set_fixed_now(QDateTime(QDate(2026, 1, 2), time));
+        EXPECT_EQ(timer_text(), text);
+    }
     EXPECT_EQ(time_stamp(), "&PROXY=42");
     set_fixed_now({});
 }

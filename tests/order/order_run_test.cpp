@@ -3,6 +3,7 @@
 #include "foundation/log.h"
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
+#include "office_fixture.h"
 #include "order/order_run.h"
 #include "recording_shell.h"
 #include "retrieval/retrievers.h"
@@ -27,29 +28,23 @@ protected:
     QString pdf;
 };
 
+// The raw command line: the kind of action, and what lands in Text1 and Text2.
 TEST_F(OrderRun, CommandLines) {
-    struct Case {
-        QString raw;
-        CommandLineAction::Kind kind;
-        QString text1;
-        QString text2;
-    } cases[] = {
-        {"/P:EP1234567,WO0012345 /R:CASE 7", CommandLineAction::RunOrder, "EP1234567\r\nWO0012345",
-         "CASE 7"},
-        {"/p:ep1 /r: case a/b ", CommandLineAction::RunOrder, "EP1", "CASE A/B"},
-        {"/P:EP1234567", CommandLineAction::RunOrder, "EP1234567", ""},
-        {"/X:123", CommandLineAction::ShowList, "/X:123", ""},
-        {"EP1,WO2", CommandLineAction::ShowList, "EP1\r\nWO2", ""},
-        {"ab", CommandLineAction::Ignore, "unchanged", ""},
-        {"/F:/no/such/file.txt", CommandLineAction::ShowList, "/F:/no/such/file.txt", ""},
+    using K = CommandLineAction::Kind;
+    const std::tuple<QString, K, QString, QString> cases[] = {
+        {"/P:EP1234567,WO0012345 /R:CASE 7", K::RunOrder, "EP1234567\r\nWO0012345", "CASE 7"},
+        {"/p:ep1 /r: case a/b ", K::RunOrder, "EP1", "CASE A/B"},
+        {"/P:EP1234567", K::RunOrder, "EP1234567", ""},
+        {"/X:123", K::ShowList, "/X:123", ""},
+        {"EP1,WO2", K::ShowList, "EP1\r\nWO2", ""},
+        {"ab", K::Ignore, "unchanged", ""},
+        {"/F:/no/such/file.txt", K::ShowList, "/F:/no/such/file.txt", ""},
     };
-    for (const Case& c : cases) {
+    for (const auto& [raw, kind, text1, text2] : cases) {
         host.setText1("unchanged");
         host.setText2("");
-        const CommandLineAction a = handle_command_line(ctx, c.raw);
-        EXPECT_EQ(a.kind, c.kind) << c.raw.toStdString();
-        EXPECT_EQ(host.text1(), c.text1) << c.raw.toStdString();
-        EXPECT_EQ(host.text2(), c.text2) << c.raw.toStdString();
+        EXPECT_EQ(handle_command_line(ctx, raw).kind, kind) << raw.toStdString();
+        EXPECT_EQ(host.text1() + '|' + host.text2(), text1 + '|' + text2);
     }
 }
 
@@ -79,33 +74,18 @@ TEST_F(OrderRun, RunsTheListAndShowsTheReport) {
     // No retriever set the folder: the report looks in PDFDIR.
     EXPECT_EQ(ctx.state.report_folder, pdf + "/");
     EXPECT_EQ(ctx.state.report_text.count("\r\n"), 2);
-}
-
-TEST_F(OrderRun, AnEmptyListShowsAnEmptyReport) {
+    // An empty list shows an empty report.
     host.setText1("\r\n  \r\n");
     order_run(ctx);
-    EXPECT_EQ(host.reportsShown, 1);
+    EXPECT_EQ(host.reportsShown, 2);
     EXPECT_EQ(ctx.state.report_text, "");
-}
-
-TEST_F(OrderRun, ACancelledOrderShowsNoReport) {
-    retrievers(ctx).byName["get_patent"] = [](RunContext& c, QString&, const QString&) {
-        c.state.order_cancelled = true;
-    };
-    host.setText1("EP1\r\nEP2");
-    order_run(ctx);
-    EXPECT_EQ(host.reportsShown, 0);
 }
 
 TEST_F(OrderRun, FrontPageReportIsBuiltFromTheFiles) {
     const QString folder = pdf + "/";
     QDir().mkpath(folder);
-    // A one-page PDF made by hand: the front page is cut from it at the end of the order.
-    write_file(
-        folder + "EP1234567.pdf",
-        "%PDF-1.1\r1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\r2 0 obj<</Type/Pages/Kids[3 0 "
-        "R]/Count 1>>endobj\r3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 200 200]>>endobj\r"
-        "trailer<</Root 1 0 R>>\r%%EOF\r");
+    // The front page is cut from a document at the end of the order.
+    write_file(folder + "EP1234567.pdf", onePagePdf("E"));
     write_file(folder + "FP_WO04012345.pdf", "%PDF");
     write_file(folder + "US5123456.pdf", "%PDF");
     retrievers(ctx).byName["get_patent"] = [](RunContext&, QString&, const QString&) {};
@@ -115,7 +95,7 @@ TEST_F(OrderRun, FrontPageReportIsBuiltFromTheFiles) {
     order_run(ctx);
     EXPECT_EQ(ctx.state.report_text, "FP_EP1234567  \tFront page\r\nFP_WO04012345  \tFront page\r\n"
                                      "5123456  \tNOT FOUND\r\nXX1  \tNOT FOUND\r\n");
-    EXPECT_TRUE(QFile::exists(folder + "FP_EP1234567.pdf"));
+    EXPECT_EQ(pageLabels(folder + "FP_EP1234567.pdf"), QStringList{"E 1"});
     EXPECT_TRUE(QFile::exists(folder + "EP1234567.pdf"));
 }
 

@@ -5,7 +5,6 @@
 #include "recording_shell.h"
 #include "test_env.h"
 
-#include <QElapsedTimer>
 #include <QRandomGenerator>
 
 #include <gtest/gtest.h>
@@ -13,10 +12,7 @@
 namespace {
 
 TEST(CanonicalSpelling, RewritesEachWritingStyle) {
-    struct Case {
-        const char* typed;
-        const char* canonical;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"ep 1 234 567 a1", "EP1234567"},
         {"EP1234567A", "EP1234567"},
         {"EP1234567A2", "EP1234567"},
@@ -43,65 +39,50 @@ TEST(CanonicalSpelling, RewritesEachWritingStyle) {
         {"  ", ""},
         {"EP1.5", "EP1.5"}, // the period is not a separator here
     };
-    for (const Case& c : cases) {
-        const QString typed = QString::fromLatin1(c.typed);
-        EXPECT_EQ(canonical_list(typed), QString::fromLatin1(c.canonical) + "\r\n") << c.typed;
-    }
+    for (const auto& [typed, canonical] : cases)
+        EXPECT_EQ(canonical_list(typed), QString(canonical) + "\r\n") << typed;
+    // One line per line, the empty ones kept, and a line end behind the last.
+    EXPECT_EQ(canonical_list("ep1a1\r\n\r\nwo2004/012345\r\n"), "EP1\r\n\r\nWO04012345\r\n\r\n");
+    EXPECT_EQ(canonical_list(""), "\r\n");
 }
 
-TEST(CanonicalSpelling, KeepsOneLinePerLineAndTheTrailingLineEnd) {
-    EXPECT_EQ(canonical_list("ep1a1\r\n\r\nwo2004/012345\r\n"),
-              QStringLiteral("EP1\r\n\r\nWO04012345\r\n\r\n"));
-    EXPECT_EQ(canonical_list(""), QStringLiteral("\r\n"));
-}
-
+// Each line, whether the DEPATISnet box is ticked, and the retriever, the number it is
+// handed and its flags; "skip" for a line that is passed over.
 TEST(Routing, FirstMatchingRowOfTheOfficeTableWins) {
-    struct Case {
-        const char* line;
-        bool depatis;
-        const char* retriever; // "" for a line that is skipped
-        const char* handed;
-        bool force;
-        bool fallback = false;
-    } cases[] = {
-        {"AUA2004123456", false, "australia_download", "AUA2004123456", false},
-        {"5123456", false, "uspto_download", "US5123456", true},
-        {"1234567", true, "uspto_download", "US1234567", true},
-        {"8123456", false, "uspto_download", "US8123456", true},
-        {"9123456", false, "get_patent", "9123456", false},
-        {"0123456", false, "get_patent", "0123456", false},
-        {"*USD339456", false, "uspto_download", "USD339456", true},
-        {"*UST109201", false, "uspto_download", "UST109201", true},
-        {"USA20010000044", false, "uspto_download", "USA20010000044", false},
-        {"US5123456", false, "get_patent", "US5123456", false},
-        {"CN1234567", true, "cnpto_download", "CN1234567", false},
-        {"FW1234567", false, "epoline_download", "FW1234567", false},
-        {"PW1234567", false, "epoline_download", "PW1234567", false},
-        {"FR2812345B", false, "inpi_download", "FR2812345B", false},
-        {"MT2001123456", false, "jpo_translation_download", "MT2001123456", false},
-        {"MTCN1623014", false, "jpo_translation_download", "MTCN1623014", false},
-        {"JP2001123456MT", false, "jpo_translation_download", "JP2001123456MT", false},
-        {"JP2001123456", false, "get_patent", "JP2001123456", false},
-        {"AU2004123456", false, "get_patent", "AU2004123456", false},
-        {"#DE1234567", false, "depatis_download", "DE1234567", false},
-        {"#DE1234567", true, "depatis_download", "DE1234567", false},
-        {"DE1234567", true, "depatis_download", "DE1234567", false, true},
-        {"EP1234567", false, "get_patent", "EP1234567", false},
-        {"ABC", false, "get_patent", "ABC", false},
-        {"AB", false, "", "AB", false},
-        {"", true, "", "", false},
+    const std::tuple<const char*, bool, const char*> cases[] = {
+        {"AUA2004123456", false, "australia_download AUA2004123456"},
+        {"5123456", false, "uspto_download US5123456 force"},
+        {"1234567", true, "uspto_download US1234567 force"},
+        {"8123456", false, "uspto_download US8123456 force"},
+        {"9123456", false, "get_patent 9123456"},
+        {"0123456", false, "get_patent 0123456"},
+        {"*USD339456", false, "uspto_download USD339456 force"},
+        {"*UST109201", false, "uspto_download UST109201 force"},
+        {"USA20010000044", false, "uspto_download USA20010000044"},
+        {"US5123456", false, "get_patent US5123456"},
+        {"CN1234567", true, "cnpto_download CN1234567"},
+        {"FW1234567", false, "epoline_download FW1234567"},
+        {"PW1234567", false, "epoline_download PW1234567"},
+        {"FR2812345B", false, "inpi_download FR2812345B"},
+        {"MT2001123456", false, "jpo_translation_download MT2001123456"},
+        {"MTCN1623014", false, "jpo_translation_download MTCN1623014"},
+        {"JP2001123456MT", false, "jpo_translation_download JP2001123456MT"},
+        {"JP2001123456", false, "get_patent JP2001123456"},
+        {"AU2004123456", false, "get_patent AU2004123456"},
+        {"#DE1234567", false, "depatis_download DE1234567"},
+        {"#DE1234567", true, "depatis_download DE1234567"},
+        {"DE1234567", true, "depatis_download DE1234567 fallback"},
+        {"EP1234567", false, "get_patent EP1234567"},
+        {"ABC", false, "get_patent ABC"},
+        {"AB", false, "skip"},
+        {"", true, "skip"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.line);
-        const Routing r = route_line(QString::fromLatin1(c.line), c.depatis);
-        EXPECT_EQ(r.skip, !*c.retriever);
-        if (r.skip)
-            continue;
-        EXPECT_EQ(QLatin1String(r.office ? r.office->retriever : "get_patent"),
-                  QLatin1String(c.retriever));
-        EXPECT_EQ(r.number, QString::fromLatin1(c.handed));
-        EXPECT_EQ(r.forceUspto, c.force);
-        EXPECT_EQ(r.fallback, c.fallback);
+    for (const auto& [line, depatis, expected] : cases) {
+        const Routing r = route_line(line, depatis);
+        const QString got = QString("%1 %2%3%4")
+                                .arg(r.office ? r.office->retriever : "get_patent", r.number,
+                                     r.forceUspto ? " force" : "", r.fallback ? " fallback" : "");
+        EXPECT_EQ(r.skip ? "skip" : got, expected) << line;
     }
 }
 
@@ -157,29 +138,18 @@ TEST_F(Dispatch, DepatisBoxIsReadForEachLineAndCancelStopsTheWalk) {
 }
 
 TEST_F(Dispatch, JunkListsAreWalkedWithoutTrouble) {
-    // 100,000 lines of binary bytes, very long lines and lines of separators only.
+    // Binary bytes, very long lines and lines of separators only.
     QRandomGenerator gen(7);
     QString junk;
-    for (int i = 0; i < 100000; ++i) {
-        switch (i % 4) {
-        case 0:
-            for (int k = 0; k < 12; ++k)
-                junk += QChar(char16_t(gen.bounded(1, 256)));
-            break;
-        case 1:
-            junk += QString(i % 1000 == 1 ? 20000 : 40, QLatin1Char('7'));
-            break;
-        case 2:
-            junk += QStringLiteral(" ,-/\\ ,,--");
-            break;
-        default:
-            junk += QStringLiteral("wo2002/51231");
-        }
-        junk += QStringLiteral("\r\n");
+    for (int i = 0; i < 25000; ++i) {
+        for (int k = 0; k < 12; ++k)
+            junk += QChar(char16_t(gen.bounded(1, 256)));
+        junk += "\r\n" + QString(i % 250 == 1 ? 20000 : 40, '7') +
+                "\r\n ,-/\\ ,,--\r\nwo2002/51231\r\n";
     }
     const QString list = canonical_list(junk);
     // Binary bytes hold CRs of their own: they split lines too.
-    EXPECT_GE(list.count(QStringLiteral("\r\n")), 100000);
+    EXPECT_GE(list.count("\r\n"), 100000);
     dispatch_list(ctx, list, "");
     EXPECT_GE(calls.size(), 50000); // separators-only lines are skipped, the rest are handed on
 }

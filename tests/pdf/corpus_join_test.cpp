@@ -1,7 +1,6 @@
 // Joining real-world PDFs that nobody on the team wrote: every corpus file goes through the
 // probe, and every file that it accepts is joined whole and checked with qpdf and poppler.
 
-#include "pdf/page_count.h"
 #include "pdf/pdf_library.h"
 
 #include "pdf_test_util.h"
@@ -14,20 +13,12 @@ using namespace pdftest;
 
 namespace {
 
-const QString kAbsent = "corpus-absent";
+const QDir kCorpus(BQ_SHARED_DIR "/corpus/pdf");
 
 std::vector<QString> corpusPdfs() {
-    const QString dir = corpusDir("pdf");
     const QStringList names =
-        dir.isEmpty() ? QStringList{kAbsent} : QDir(dir).entryList({"*.pdf"}, QDir::Files);
+        kCorpus.exists() ? kCorpus.entryList({"*.pdf"}, QDir::Files) : QStringList{"corpus-absent"};
     return {names.begin(), names.end()};
-}
-
-std::string testName(const testing::TestParamInfo<QString>& info) {
-    std::string name = info.param.toStdString();
-    std::replace_if(
-        name.begin(), name.end(), [](unsigned char c) { return !std::isalnum(c); }, '_');
-    return name;
 }
 
 class CorpusJoin : public testing::TestWithParam<QString> {};
@@ -35,38 +26,40 @@ class CorpusJoin : public testing::TestWithParam<QString> {};
 } // namespace
 
 TEST_P(CorpusJoin, ProbeAnswersAndAcceptedFilesJoinFaithfully) {
-    if (GetParam() == kAbsent)
+    if (!kCorpus.exists())
         GTEST_SKIP() << "the shared corpus folder " BQ_SHARED_DIR "/corpus/pdf is absent";
     const QString dir = freshDir(GetParam());
     const QString source = dir + "/source.pdf", joined = dir + "/joined.pdf";
-    ASSERT_TRUE(QFile::copy(corpusDir("pdf") + '/' + GetParam(), source));
+    ASSERT_TRUE(QFile::copy(kCorpus.filePath(GetParam()), source));
     QFile::setPermissions(source, QFile::ReadOwner | QFile::WriteOwner);
 
-    const bool good = checkpdf(source);
-    EXPECT_FALSE(QFile::exists(source + "_test.pdf"));
     // A refused file must never reach an output, which then is not written at all.
+    const bool good = checkpdf(source);
     ASSERT_EQ(joinWhole(joined, {source}), good);
     if (!good) {
         EXPECT_FALSE(QFile::exists(joined));
         return;
     }
     // Warnings are allowed (a damaged image stays as damaged as in the source); errors not.
-    EXPECT_TRUE(qpdfChecks(joined, true));
-    EXPECT_EQ(layoutProblems(readFile(joined)), QStringList());
+    EXPECT_TRUE(qpdfChecks(joined, ""));
+    EXPECT_EQ(layoutProblems(read_file(joined)), QStringList());
     const int pages = qpdfPageCount(source);
-    ASSERT_GT(pages, 0);
-    EXPECT_EQ(qpdfPageCount(joined), pages);
-    EXPECT_EQ(pdfnumpages(joined), QString::number(pages) + " Pages");
+    ASSERT_EQ(qpdfPageCount(joined), pages);
 
     // The pages look the same as the source's, at a low resolution. Where poppler cannot
     // render the source at all there is nothing to compare with.
     const std::vector<QByteArray> before = render(source, pages, {"-r", "20"});
     const std::vector<QByteArray> after = render(joined, pages, {"-r", "20"});
-    if (before.empty())
-        return;
-    ASSERT_EQ(after.size(), before.size());
+    ASSERT_EQ(after.size(), before.empty() ? after.size() : before.size());
     for (size_t i = 0; i < before.size(); ++i)
         EXPECT_LE(differingShare(before[i], after[i], 48), 0.01) << "page " << i + 1;
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, CorpusJoin, testing::ValuesIn(corpusPdfs()), testName);
+INSTANTIATE_TEST_SUITE_P(Files, CorpusJoin, testing::ValuesIn(corpusPdfs()),
+                         [](const testing::TestParamInfo<QString>& info) {
+                             std::string name = info.param.toStdString();
+                             std::replace_if(
+                                 name.begin(), name.end(),
+                                 [](unsigned char c) { return !std::isalnum(c); }, '_');
+                             return name;
+                         });

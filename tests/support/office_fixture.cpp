@@ -21,19 +21,17 @@
 
 void OfficeTest::SetUp() {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    QString name = QString::fromLatin1(info->test_suite_name()) + QLatin1Char('.') +
-                   QString::fromLatin1(info->name());
-    name.replace(QLatin1Char('/'), QLatin1Char('_'));
-    root = test_root() + QStringLiteral("/ret/") + name;
+    root = test_root() + "/ret/" + QString(info->test_suite_name()).replace('/', '_') + '.' +
+           QString(info->name()).replace('/', '_');
     QDir(root).removeRecursively();
-    pdf = root + QStringLiteral("/pdf/");
-    tmp = root + QStringLiteral("/tmp/");
-    samples = root + QStringLiteral("/samples");
+    pdf = root + "/pdf/";
+    tmp = root + "/tmp/";
+    samples = root + "/samples";
     QDir().mkpath(pdf);
     QDir().mkpath(tmp);
     // Every test starts from settings of its own.
     QFile::remove(registryFile(settings_key));
-    set_settings({{QStringLiteral("PDFDIR"), pdf}, {QStringLiteral("TEMPDIR"), tmp}});
+    set_settings({{"PDFDIR", pdf}, {"TEMPDIR", tmp}});
     qputenv("BRIGHTQUILL_CA_FILE", LoopbackServer::ca_file().toLocal8Bit());
     availability_check_enabled() = false;
     QFile::remove(converter("uspto.lib"));
@@ -91,18 +89,15 @@ QStringList OfficeTest::events() {
 
 QStringList OfficeTest::logRecords() const {
     QStringList records;
-    const QString text = QString::fromUtf8(read_file(pdf + QStringLiteral("bnslog.csv")));
-    static const QRegularExpression re(
-        QStringLiteral("^\"[^\"]*\",\"([^\"]*)\",\"([^\"]*)\",\"([^\"]*)\"$"));
+    static const QRegularExpression re("^\"[^\"]*\",\"([^\"]*)\",\"([^\"]*)\",\"([^\"]*)\"$");
     // Each record takes the place of the LF that ended the one before it.
-    QString joined = text;
-    joined.remove(QLatin1Char('\n'));
-    const QStringList lines = joined.split(QLatin1Char('\r'), Qt::SkipEmptyParts);
+    const QStringList lines = QString::fromUtf8(read_file(pdf + "bnslog.csv"))
+                                  .remove('\n')
+                                  .split('\r', Qt::SkipEmptyParts);
     for (int i = 1; i < lines.size(); ++i) {
         const QRegularExpressionMatch m = re.match(lines.at(i));
-        records << (m.hasMatch() ? m.captured(1) + QLatin1Char('|') + m.captured(2) +
-                                       QLatin1Char('|') + m.captured(3)
-                                 : QStringLiteral("?") + lines.at(i));
+        records << (m.hasMatch() ? m.captured(1) + '|' + m.captured(2) + '|' + m.captured(3)
+                                 : "?" + lines.at(i));
     }
     return records;
 }
@@ -142,8 +137,7 @@ LoopbackServer::Answer refused() {
 }
 
 QByteArray onePagePdf(const QString& label, int bytes) {
-    const QString file = test_root() + QStringLiteral("/page-") + QString::number(qHash(label)) +
-                         QStringLiteral(".pdf");
+    const QString file = test_root() + "/page-" + QString::number(qHash(label)) + ".pdf";
     make_sample_pdf(file, label, 1, bytes);
     const QByteArray data = read_file(file);
     QFile::remove(file);
