@@ -22,11 +22,8 @@ TEST(TiffWriter, ImageBytesAndSizeAsTheReadingRulesGiveThem) {
         qsizetype imageFrom;
     } cases[] = {
         {"strip at 300", makeTiff(1728, 2200, 300, strip), 1728, 2200, 300},
-        {"strip at 256", makeTiff(1728, 2200, 256, strip), 1728, 2200, 256},
-        {"strip at 511", makeTiff(1728, 2200, 511, strip), 1728, 2200, 511},
         {"strip at 200", makeTiff(1728, 2200, 200, strip), 1728, 2200, 201},
         {"strip at 600", makeTiff(1728, 2200, 600, strip), 1728, 2200, 599},
-        {"width 6000", makeTiff(6000, 2200, 300, strip), 2320, 2200, 300},
         {"width 40000 reads negative", makeTiff(40000, 2200, 300, strip), 2320, 2200, 300},
         {"height 40", makeTiff(1728, 40, 300, strip), 1728, 3408, 300},
         {"no width entry", makeTiff(0, 2200, 300, strip), 2320, 2200, 300},
