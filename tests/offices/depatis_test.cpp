@@ -51,7 +51,6 @@ TEST_F(Depatis, OrdersAgainstTheImageHost) {
          "DE29919451U" + dl + "1 Pages );DE1111111|REF|Not found (Patent not found)", ""},
         {"#DE4446098", false, F::Refused, 0, "", "", "DE4446098 not found"},
         {"#DE4446098", false, F::Html, 0, "DE4446098", "", "DE4446098 not found"},
-        {"#DE4446098", false, F::Huge, 300, "DE4446098", "", "DE4446098 not found"},
         {"#DE4446098", false, F::Huge, 51000000, "DE4446098", "DE4446098" + dl + "51.00 MB )", ""},
     };
     for (const auto& [list, box, fault, hugeBytes, asked, log, status] : cases) {

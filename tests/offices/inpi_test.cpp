@@ -25,7 +25,6 @@ class Inpi : public OrderTest {};
 // is the document, unchecked: an error page too.
 TEST_F(Inpi, OrdersAgainstTheSite) {
     startSimulator();
-    sim->options().hugeBytes = 51000000;
     using F = Simulator::Fault;
     const QString in = "|REF|Downloaded (INPI)", out = "|REF|Not found (Patent not found)";
     // The lines (separated by ","), the fault, the site's paths asked for ("?": the search), the
@@ -38,7 +37,6 @@ TEST_F(Inpi, OrdersAgainstTheSite) {
         {"FR2812345B1", F::None, "?", "FR2812345B1|REF|Downloaded (3 Pages )", "", 3},
         {"FR2900001", F::Refused, "", "FR2900001" + out, "", -1},
         {"FR2900001", F::Html, "?", "FR2900001" + out, "", -1},
-        {"FR2900001", F::Huge, "?", "FR2900001" + out, "", -1},
     };
     for (const auto& [list, fault, paths, log, status, pages] : cases) {
         SCOPED_TRACE(std::string(list) + " fault " + std::to_string(int(fault)));

@@ -163,7 +163,7 @@ TEST_F(EspaceRoute, CertificatesOfCorrectionAndFrontPages) {
         EXPECT_EQ(pageRequests(), c.fp ? 1u : 3u);
         const QByteArray bytes = read_file(target(c.number));
         EXPECT_EQ(bytes.contains("/Outlines"), !c.fp);
-        EXPECT_EQ(bytes.contains("Correction"), c.pages == 5);
+        EXPECT_EQ(bytes.contains("/Title (Correction)"), c.pages == 5);
         EXPECT_FALSE(QFile::exists(certificate));
         EXPECT_FALSE(QFile::exists(target(c.number) + "_TEMP.pdf"));
         QFile::remove(target(c.number));
