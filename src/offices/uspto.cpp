@@ -39,10 +39,10 @@ bool fetch_whole_document(RunContext& ctx, const QString& url, const QString& fi
 // --- uspto_cartificate --------------------------------------------------------------------
 
 // One TIFF page to a one-page PDF: through the converter program when it exists, else with
-// the built-in writer.
+// the built-in writer. A converter that never ends is stopped after the request time-out.
 void convert_page(RunContext& ctx, const QString& pdf, const QString& tif, const QString& lib) {
     if (file_exists(lib))
-        tif2pdf(ctx.host, pdf, tif, lib);
+        tif2pdf(ctx.host, pdf, tif, lib, ctx.Inet1.RequestTimeout);
     else
         tif_to_pdf(ctx.host, pdf, tif);
 }
