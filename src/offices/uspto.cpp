@@ -5,6 +5,7 @@
 #include "foundation/run_context.h"
 #include "foundation/web.h"
 #include "offices/uspto_forms.h"
+#include "pdf/atomic_file.h"
 #include "pdf/pdf_library.h"
 #include "pdf/tiff_writer.h"
 #include "retrieval/kit.h"
@@ -26,10 +27,12 @@ bool fetch_whole_document(RunContext& ctx, const QString& url, const QString& fi
     const std::optional<QByteArray> body = ctx.Inet1.OpenURL(url);
     if (!body)
         return false;
-    write_file(file, *body);
+    // Tested under the assembly name: only a document that passes appears under its own.
+    const QString part = assembly_name(file);
+    write_file(part, *body);
     // The only test of the download: can the first page be copied out of it?
-    if (!first_page_copies(file, file + QStringLiteral("test.pdf"))) {
-        delete_file(file);
+    if (!first_page_copies(part, file + QStringLiteral("test.pdf")) || !publish(part, file)) {
+        delete_file(part);
         ctx.inf(number + QStringLiteral(" Error in download"));
         result = number + QStringLiteral(" Error in download");
     }
