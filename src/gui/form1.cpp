@@ -5,6 +5,7 @@
 #include "foundation/registry.h"
 #include "gui/desktop_notification.h"
 #include "gui/report_window.h"
+#include "gui/screenshot_tour.h"
 #include "gui/settings_window.h"
 #include "gui/tool_windows.h"
 #include "order/order_run.h"
@@ -280,6 +281,13 @@ bool Form1::load(const QString& rawCommandLine) {
     show();
     check_version(*ctx_);
     Text1->setFocus();
+    // The documentation's screenshots: every window grabbed, then the program ends.
+    const QString shots = qEnvironmentVariable("BRIGHTQUILL_SCREENSHOTS");
+    if (!shots.isEmpty())
+        QTimer::singleShot(0, this, [this, shots] {
+            take_screenshots(*this, shots);
+            endProgram_(0);
+        });
     return false;
 }
 
