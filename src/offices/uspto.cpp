@@ -281,9 +281,11 @@ QString uspto_cartificate(RunContext& ctx, const QString& cartificate_PN,
     }
     ctx.inf(number + QStringLiteral(" Certificate of correction starting download"));
     // A page that can't be had ends the call; the pages fetched so far stay where they are.
-    for (qint64 n = qint64{cartificate_LastPage} + 1; n <= viewer->pages; ++n)
+    for (qint64 n = qint64{cartificate_LastPage} + 1; n <= viewer->pages; ++n) {
         if (!fetch_certificate_page(ctx, *viewer, p.tempdir, number, n, lib))
             return {};
+        ctx.host.setPageProgress(int(n), viewer->pages);
+    }
     const QString result = assemble_certificate(ctx, p, number, viewer->pages, lib);
     ctx.inf(number + QStringLiteral(" Certificate of correction (USPTO) Done"));
     return result;
