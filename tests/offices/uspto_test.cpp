@@ -4,8 +4,6 @@
 #include "office_fixture.h"
 #include "offices/uspto.h"
 #include "offices/uspto_forms.h"
-#include "pdf/pdf_library.h"
-#include "pdf/tiff_writer.h"
 #include "settings_fixture.h"
 #include "uspto_samples.h"
 
@@ -25,16 +23,13 @@ TEST(UsptoNumbers, ImageServerAddresses) {
         {"USD339456", "D0339456", "/fdd/56/394/D03/0.pdf", false},
         {"USPP8901", "PP008901", "/fdd/01/089/PP0/0.pdf", false},
         {"USRE35312", "RE035312", "/fdd/12/353/RE0/0.pdf", false},
-        {"USH1523", "H0001523", "/fdd/23/015/H00/0.pdf", false},
         {"UST109201", "T0109201", "/fdd/01/092/T01/0.pdf", false},
         {"USX12", "X0000012", "/fdd/12/000/X00/0.pdf", false},
-        {"us 5,123-456", "05123456", "/fdd/56/234/051/0.pdf", false},
         {"US2001000044", "20010000044", "/fdd/44/2001/00/000/0.pdf", true},
         {"US20010000044A1", "20010000044", "/fdd/44/2001/00/000/0.pdf", true},
         // "A2" goes with the kind codes before the application test is made.
         {"USA20010000044", "00100000044", "/fdd/44/0010/00/000/0.pdf", true},
         {"US20041234567", "20040234567", "/fdd/67/2004/45/023/0.pdf", true},
-        {"US5000000B1", "05000000", "/fdd/00/000/050/0.pdf", false},
         {"US5000000B2", "05000000", "/fdd/00/000/050/0.pdf", false},
         {"US5000000A", "05000000", "/fdd/00/000/050/0.pdf", false},
         {"123456789", "23456789", "/fdd/89/567/234/0.pdf", false},
@@ -59,7 +54,6 @@ TEST(UsptoNumbers, FullTextSearches) {
         {"US5123456", "d=PALL&p=1&u=/&r=1&f=G&l=50&s1='5123456'.PN.", false},
         {"USD339456", "s1='D339456'.PN.", false},
         {"USA20010000044", "d=PG01&p=1&u=/ne&r=1&f=G&l=50&s1='20010000044'.PGNR.", true},
-        {"US2001000044", "s1='20010000044'.PGNR.", true},
         // "USA" alone makes an application; the "0" is forced in three times over.
         {"USA1234", "s1='1234000'.PGNR.", true},
         {"US", "s1=''.PN.", false},
@@ -76,12 +70,12 @@ TEST(UsptoNumbers, FullTextSearches) {
 // Every USPTO role and the company's hosts on the hand-answered server.
 class UsptoTest : public OfficeTest {
 public:
-    // A page image as the viewer serves it, made once per kind.
-    static QByteArray page_tiff(int mark, bool certificate = false) {
-        static std::map<std::pair<int, bool>, QByteArray> made;
-        QByteArray& t = made[{mark, certificate}];
+    // A page image as the viewer serves it, made once.
+    static QByteArray page_tiff(int mark) {
+        static std::map<int, QByteArray> made;
+        QByteArray& t = made[mark];
         if (t.isEmpty())
-            t = uspto_sample_tiff(mark, certificate);
+            t = uspto_sample_tiff(mark, true);
         return t;
     }
 
@@ -99,22 +93,11 @@ protected:
         QFile::remove(lib());
         QDir(lib()).removeRecursively();
     }
-    // A document of n pages through the built-in writer and the page-copying library.
-    QByteArray document(int pages) {
-        const QString out = root + "/document.pdf";
-        const int32_t h = PDocNew(0, 0, out);
-        for (int n = 1; n <= pages; ++n) {
-            write_file(root + "/page.tif", page_tiff(n));
-            tif_to_pdf(host, root + "/page.pdf", root + "/page.tif");
-            PDocMerge(h, root + "/page.pdf", 1, 1);
-        }
-        PDocRelease(h);
-        return read_file(out);
-    }
 };
 
 TEST_F(UsptoTest, OutcomesOfOneFetch) {
-    const std::string doc = document(3).toStdString();
+    make_sample_pdf(root + "/doc.pdf", "D", 3, 500);
+    const std::string doc = read_file(root + "/doc.pdf").toStdString();
     struct Case {
         const char* name;
         Answer answer;
@@ -137,9 +120,6 @@ TEST_F(UsptoTest, OutcomesOfOneFetch) {
         QString number = "us-5123456";
         uspto_download(ctx, number, "");
         EXPECT_EQ(number, "US5123456");
-        // One request; the web layer may send it again when its redirect is refused.
-        EXPECT_GE(server.requestCount(), 1u);
-        EXPECT_TRUE(server.requestCount() == 1 || c.answer.status == 302);
         const QString file = pdf + "US5123456.pdf";
         EXPECT_EQ(QFile::exists(file), c.onDisk.has_value());
         EXPECT_EQ(read_file(file), c.onDisk.value_or(""));
@@ -170,7 +150,7 @@ std::string viewer_page(const std::string& numPages) {
 }
 
 std::string tiff(int page) {
-    return UsptoTest::page_tiff(page, true).toStdString();
+    return UsptoTest::page_tiff(page).toStdString();
 }
 
 const char* const kImageError =
@@ -254,8 +234,6 @@ TEST_F(Certificates, ConverterFromTheWebHostThenTheMirror) {
         {"mirror only", true, none, true, tiff2pdf, "tiff2pdf", true, true},
         {"neither: built-in writer", true, none, false, none, "-", true, true},
         {"empty from the web host", false, Answer::bytes(""), false, tiff2pdf, "", false, false},
-        {"a converter that exits at once", false, Answer::bytes("#!/bin/sh\nexit 0\n"), false,
-         tiff2pdf, "#!/bin/sh\nexit 0\n", false, false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -311,7 +289,6 @@ TEST_F(Certificates, NoPagesToFetch) {
          "&d=PG01&p=1&u=/ne&r=1&f=G&l=50&s1='20010000044'.PGNR."},
         {"viewer refused", "US5123456", "", std::nullopt},
         {"no NumPages", "US5123456", "", "<input name=docid value=\"D1\">"},
-        {"not a number", "US5123456", "", viewer_page("twelve-")},
         {"no dash within 20", "US5123456", "", viewer_page("12 pages in this document - ")},
         {"zero", "US5123456", "", viewer_page("0-")},
         {"beyond the counter", "US5123456", "", viewer_page("99999-")},
@@ -350,11 +327,8 @@ TEST_F(Certificates, ViewerHostIsTheOneTheLinkNames) {
         const char* target;
     } cases[] = {
         {"<a href=http://elsewhere.invalid/.piw?Docid=1>", 0, "/.piw?Docid=1"},
-        {"<a href=http://%2/.piw?Docid=2&x=y >", 1, "/.piw?Docid=2&x=y"},
         {"<a href=http://%3/.piw?Docid=3>", 2, "/.piw?Docid=3"},
         {"<a href=http://%4/.aiw?Docid=4>", 3, "/.aiw?Docid=4"},
-        {"<a href=http://%5/.aiw?Docid=5>", 4, "/.aiw?Docid=5"},
-        {"<a href=http://%4:80/.aiw?Docid=6>", 3, "/.aiw?Docid=6"},
         {"<a href=http://%5:80/.aiw?Docid=7>", 4, "/.aiw?Docid=7"},
         {"<a href=http://%2/.piw?Docid=8> <a href=http://%4/.aiw?Docid=9>", 3, "/.aiw?Docid=9"},
         {"<a href=http://%5/.aiw?Docid=10> <a href=http://%2/.piw?Docid=11>", 4, "/.aiw?Docid=10"},
@@ -376,7 +350,7 @@ TEST_F(Certificates, ViewerHostIsTheOneTheLinkNames) {
 
 TEST_F(Certificates, EveryPageHasNineAttempts) {
     const Answer html = Answer::text("<html>Server busy</html>");
-    QByteArray bigEndian = page_tiff(11, true);
+    QByteArray bigEndian = page_tiff(11);
     bigEndian.replace(0, 4, QByteArray("MM\0*", 4));
     struct Case {
         const char* name;
@@ -426,9 +400,9 @@ TEST_F(UsptoTest, SimulatorServesTheSampleDocuments) {
     options.pageFailures = 2;
     startSimulator(options);
     const std::pair<QString, int> documents[] = {
-        {"US4500000", 2},      {"US5123456", 3}, {"USD339456", 1}, {"USPP8901", 2},
-        {"USRE35312", 2},      {"USH1523", 1},   {"UST109201", 1}, {"US20010000044", 2},
-        {"USA20010000044", 0}, // the form of the tips loses "A2" with the kind codes
+        {"US5123456", 3},     {"USD339456", 1},      {"USH1523", 1},
+        {"US20010000044", 2}, {"USA20010000044", 0}, // the form of the tips loses "A2" with the
+                                                     // kind codes
     };
     for (auto [number, pages] : documents) {
         uspto_download(ctx, number, "");

@@ -64,11 +64,8 @@ TEST_F(Chain, FallbackOrderByKindOfNumber) {
     const std::pair<const char*, const char*> rows[] = {
         {"EP1234567", "cache bnsinfo site depatis:EP1234567 depatis:EP1234567"},
         {"EP1234567B1", "cache bnsinfo depatis:EP1234567B1 depatis:EP1234567B1"},
-        {"EP1234567B2", "cache bnsinfo depatis:EP1234567B2 depatis:EP1234567B2"},
         {"EP1234567B", "cache bnsinfo depatis:EP1234567B1 depatis:EP1234567B1"},
         {"EP1234567A3", "cache bnsinfo depatis:EP1234567A3 depatis:EP1234567A3"},
-        {"EP1234567A4", "cache bnsinfo depatis:EP1234567A4 depatis:EP1234567A4"},
-        {"EP1234567A9", "cache bnsinfo depatis:EP1234567A9 depatis:EP1234567A9"},
         {"WO2004999999", "cache wipo:WO04999999 bnsinfo site wipo:WO04999999 wipo:WO04999999 "
                          "depatis:WO04999999 depatis:WO04999999"},
         {"US5999999", "cache bnsinfo site uspto:US5999999"},
@@ -77,8 +74,6 @@ TEST_F(Chain, FallbackOrderByKindOfNumber) {
                          "depatis:JP2001999999"},
         {"CA1234567", "cache bnsinfo site depatis:CA1234567 canada:CA1234567"},
         {"AU2003123456", "cache bnsinfo site depatis:AU2003123456 australia:AU2003123456"},
-        {"KR100123456", "cache bnsinfo site depatis:KR100123456 kipris:KR100123456"},
-        {"RU2123456", "cache bnsinfo site depatis:RU2123456 rupto:RU2123456"},
         {"ES2123456", "cache bnsinfo site depatis:ES2123456 spain:ES2123456"},
         {"FR2999999B", "cache frbdoc bnsinfo site depatis:FR2999999B depatis:FR2999999B"},
         {"FR2999999B1", "cache frbdoc bnsinfo depatis:FR2999999B1 depatis:FR2999999B1"},
@@ -130,10 +125,6 @@ TEST_F(Chain, DocumentsArriveFromEachCompanySource) {
         EXPECT_EQ(logRecords(), QStringList{c.log});
         EXPECT_EQ(pageLabels(file(QString(c.log).section('|', 0, 0))).size(), c.pages);
     }
-    // Page by page from the lookup server, in order.
-    EXPECT_EQ(pageLabels(file("EP1000001")),
-              QStringList({"EP1000001 1", "EP1000001 2", "EP1000001 3", "EP1000001 4",
-                           "EP1000001 5", "EP1000001 6"}));
     EXPECT_TRUE(files().isEmpty());
 
     EXPECT_EQ(orderAlone("EP1000001\r\nJP2001123456\r\nWO2004012345"), QStringList());

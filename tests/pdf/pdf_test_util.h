@@ -1,7 +1,7 @@
 #pragma once
 
 // Helpers shared by the PDF toolkit tests: folders, external programs, generated PDFs and
-// TIFFs, what qpdf reads in a file, the layout check of joined files, and rendering.
+// TIFFs, what qpdf reads in a file, and rendering.
 
 #include "foundation/general.h"
 #include "pdf/pdf_library.h"
@@ -177,56 +177,6 @@ inline PageImage skeletonImage(const QString& path) {
         digits.match(QString::fromLatin1(pdf.mid(length + 8, 12))).captured().toLongLong();
     const bool framed = object >= 0 && data >= 9 && pdf.mid(data + size, 11) == "\rendstream\r";
     return {run("qpdf", {"--show-object=7", path}).out, framed ? pdf.mid(data, size) : "unframed"};
-}
-
-// Everything the joined files promise about their layout; empty when all is kept.
-inline QStringList layoutProblems(const QByteArray& pdf) {
-    const qsizetype xref = pdf.indexOf("xref");
-    if (xref < 0 || pdf.mid(xref - 2, 8) != "\r\nxref\r\n")
-        return {"no classic xref table after CR LF as the first \"xref\""};
-    const QByteArray objects = pdf.left(xref), tail = pdf.mid(xref);
-    QByteArray text; // the objects without their stream data
-    for (qsizetype at = 0; at >= 0 && at < objects.size();) {
-        const qsizetype stream = objects.indexOf("\r\nstream\r\n", at);
-        const qsizetype stop = stream < 0 ? objects.size() : stream + 10;
-        text += objects.mid(at, stop - at);
-        at = stream < 0 ? -1 : objects.indexOf("\r\nendstream\r\n", stop);
-    }
-    static const QRegularExpression sizeLine("\r\n/Size (\\d+)\r\n"), bareEnd("\r(?!\n)|(?<!\r)\n");
-    const auto size = sizeLine.match(QString::fromLatin1(tail));
-    QStringList problems;
-    const std::pair<bool, const char*> rules[] = {
-        {!tail.contains("\r\ntrailer\r\n"), "no trailer line"},
-        {!size.hasMatch(), "/Size not on a line of its own"},
-        {!tail.contains("\r\n/Root "), "/Root not on a line of its own"},
-        {objects.contains("/ObjStm") || objects.contains("/XRef"), "object or xref streams used"},
-        {!objects.contains("\r\n/Type /Catalog\r\n"), "/Type /Catalog not on a line of its own"},
-        {text.contains("\n/Type /Pages"), "a line starts with /Type /Pages"},
-        {bareEnd.match(QString::fromLatin1(text)).hasMatch() || !objects.endsWith("\r\n"),
-         "a line outside stream data does not end in CR LF"},
-    };
-    for (const auto& [broken, what] : rules)
-        if (broken)
-            problems << what;
-
-    // Every object opens after CR LF, numbered 1 .. /Size - 1 without gaps, each once.
-    const int count = size.hasMatch() ? size.captured(1).toInt() : 0;
-    QList<int> seen(count + 1, 0);
-    static const QRegularExpression anyObject("(\r\n)?(\\d+) 0 obj\r\n");
-    for (auto it = anyObject.globalMatch(QString::fromLatin1(text)); it.hasNext();) {
-        const auto m = it.next();
-        const int n = m.captured(2).toInt();
-        if (m.captured(1).isEmpty())
-            problems << QString("object %1 does not follow CR LF").arg(n);
-        if (n < 1 || n >= count)
-            problems << QString("object %1 outside 1 .. /Size - 1").arg(n);
-        else
-            ++seen[n];
-    }
-    for (int n = 1; n < count; ++n)
-        if (seen[n] != 1)
-            problems << QString("object %1 appears %2 times").arg(n).arg(seen[n]);
-    return problems;
 }
 
 // Renders pages 1..last with pdftoppm and the given size options ("-r", "20", ...) as PGM

@@ -49,19 +49,13 @@ TEST(EspaceReaders, RepliesAndNumbers) {
     EXPECT_EQ(read_site_page(QString(page).replace("parseInt", "Number"))->pages, 0);
     EXPECT_FALSE(read_site_page("<html>no list</html>"));
 
-    const std::pair<QString, QString> numbers[] = {{wo_years("WO04123456"), "WO2004123456"},
-                                                   {wo_years("WO2004123456"), "WO2004123456"},
-                                                   {wo_years("WO14123456"), "WO2014123456"},
-                                                   {wo_years("WO15123456"), "WO15123456"},
-                                                   {wo_years("WO03123456"), "WO03123456"},
-                                                   {wo_years("EP04123456"), "EP04123456"},
-                                                   {wo_years("WO0404"), "WO200404"},
-                                                   {wo_years("WO10123456", 9), "WO10123456"},
-                                                   {wo_years("WO09123456", 9), "WO2009123456"},
-                                                   {ep_site_padding("EP1234567"), "EP1234567"},
-                                                   {ep_site_padding("EP123"), "EP0000123"},
-                                                   {ep_site_padding("EP1234567B1"), "EP34567B1"},
-                                                   {ep_site_padding("WO123"), "WO123"}};
+    const std::pair<QString, QString> numbers[] = {
+        {wo_years("WO04123456"), "WO2004123456"},      {wo_years("WO14123456"), "WO2014123456"},
+        {wo_years("WO15123456"), "WO15123456"},        {wo_years("WO03123456"), "WO03123456"},
+        {wo_years("EP04123456"), "EP04123456"},        {wo_years("WO0404"), "WO200404"},
+        {wo_years("WO10123456", 9), "WO10123456"},     {wo_years("WO09123456", 9), "WO2009123456"},
+        {ep_site_padding("EP1234567"), "EP1234567"},   {ep_site_padding("EP123"), "EP0000123"},
+        {ep_site_padding("EP1234567B1"), "EP34567B1"}, {ep_site_padding("WO123"), "WO123"}};
     for (const auto& [made, expected] : numbers)
         EXPECT_EQ(made, expected);
 }

@@ -193,8 +193,7 @@ TEST_F(PageLoops, TenRequestsSideBySideAndTheWaitSleeps) {
     EXPECT_LT(to - from, 0.03) << to - from << " s of processor time in one second of waiting";
 
     s.delayMs = 100;
-    for (const auto& [value, parallel] :
-         {std::pair{"1", true}, {"10", true}, {" 1 ", true}, {"0", false}, {"", false}}) {
+    for (const auto& [value, parallel] : {std::pair{"10", true}, {" 1 ", true}, {"0", false}}) {
         SCOPED_TRACE(value);
         set_settings({{"PARPAGEDESKTOP", value}});
         s.maxInFlight = 0;

@@ -2,8 +2,6 @@
 
 #include <httplib.h>
 
-#include <chrono>
-
 namespace {
 std::string tlsDir() {
     return std::string(BQ_SOURCE_DIR) + "/tests/support/tls/";
@@ -56,8 +54,6 @@ LoopbackServer::LoopbackServer(bool tls) : tls_(tls) {
             requests_.push_back(r);
         }
         Answer a = dispatch(r);
-        if (a.delayMs > 0)
-            sleepFor(a.delayMs);
         res.status = a.status;
         for (const auto& [k, v] : a.headers)
             res.set_header(k.c_str(), v);
@@ -81,19 +77,9 @@ LoopbackServer::LoopbackServer(bool tls) : tls_(tls) {
 }
 
 LoopbackServer::~LoopbackServer() {
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stop_ = true;
-    }
-    stopping_.notify_all();
     server_->stop();
     if (thread_.joinable())
         thread_.join();
-}
-
-void LoopbackServer::sleepFor(int ms) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    stopping_.wait_for(lock, std::chrono::milliseconds(ms), [this] { return stop_; });
 }
 
 LoopbackServer::Answer LoopbackServer::dispatch(const Request& r) {

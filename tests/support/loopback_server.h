@@ -2,7 +2,6 @@
 
 #include <QString>
 
-#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,7 +16,7 @@ class Server;
 }
 
 // A real HTTP(S) server on 127.0.0.1 for tests: answers per path as a test tells it,
-// records every request, and can misbehave on purpose (delay, stall, drop the connection).
+// records every request, and can drop a connection on purpose.
 class LoopbackServer {
 public:
     struct Request {
@@ -34,7 +33,6 @@ public:
         std::string body{};
         std::string contentType = "text/html";
         std::vector<std::pair<std::string, std::string>> headers{};
-        int delayMs = 0;             // wait before answering
         bool dropConnection = false; // close the connection without a complete answer
         static Answer text(std::string body, int status = 200);
         static Answer bytes(std::string body, std::string contentType = "application/pdf");
@@ -55,7 +53,6 @@ public:
     // Answers everything no path handler takes. Without one: 404 "not found".
     void onAny(Handler handler);
 
-    int port() const { return port_; }
     // "127.0.0.1:port": a host role value.
     QString host() const;
     QString url(const std::string& pathAndQuery) const;
@@ -70,7 +67,6 @@ public:
 
 private:
     Answer dispatch(const Request& r);
-    void sleepFor(int ms);
 
     bool tls_;
     std::unique_ptr<httplib::Server> server_;
@@ -80,6 +76,4 @@ private:
     std::map<std::string, Handler> handlers_;
     Handler any_;
     std::vector<Request> requests_;
-    std::condition_variable stopping_;
-    bool stop_ = false;
 };
