@@ -23,7 +23,6 @@ TEST_F(OrderWindow, BarFollowsThePagesOfOneDocument) {
         pages << m.captured(1);
     }
     EXPECT_EQ(pages.size(), 23);
-    EXPECT_TRUE(pages.contains("23"));
     EXPECT_FALSE(form->seen().shown);
     EXPECT_TRUE(QFile::exists(pdf + "/REF/EP1000023.pdf"));
 }
@@ -58,10 +57,6 @@ TEST_F(OrderWindow, ReportCountsEveryKindOfLine) {
     EXPECT_EQ(report.findChild<QLabel*>("counts")->text(), "4 delivered, 2 missing");
     report.orderMissingAgain();
     EXPECT_EQ(form->text1(), "EP5\r\nEP6");
-
-    ctx.state.report_text = "EP1            \tDownloaded (3 Pages )\r\n";
-    ReportWindow complete(ctx, "REF");
-    EXPECT_FALSE(complete.findChild<QPushButton*>("reorder")->isEnabled());
 }
 
 TEST_F(OrderWindow, TheBoxesOfTheWindowReachTheRun) {
@@ -94,9 +89,6 @@ TEST(Notification, OnlyLongOrdersEndingBehindAnotherWindow) {
                 {kNotifyAfterMs + 1, false, false, false}}; // a command-line order
     for (const Row& r : rows)
         EXPECT_EQ(notification_due(r.ms, r.shown, r.active), r.due) << r.ms;
-    // Without a session bus nothing is shown, and nothing waits.
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
-    EXPECT_FALSE(notify_desktop("order done", "1 delivered"));
 }
 
 } // namespace

