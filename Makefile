@@ -10,7 +10,7 @@ JOBS        ?= $(shell nproc)
 PREFIX      ?= /usr/local
 CMAKE_ARGS  ?=
 
-.PHONY: all deps configure build program test asan fuzz run order bench install package format clean
+.PHONY: all deps configure build program test asan fuzz run order bench install package screenshots format clean
 
 all: build
 
@@ -69,6 +69,10 @@ package: deps
 	    -DBQ_BENCH=OFF -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_ARGS)
 	cmake --build $(PACKAGE_BUILD) -j $(JOBS)
 	cd $(PACKAGE_BUILD) && cpack -G DEB
+
+# The README's pictures of every window, grabbed from the running program under Xvfb.
+screenshots: program
+	@scripts/screenshots.sh $(BUILD)
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

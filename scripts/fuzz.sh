@@ -5,6 +5,7 @@
 # input into tests/fuzz/regressions/<target>/ so that the ordinary tests replay it.
 #
 #   scripts/fuzz.sh <fuzz build folder> [seconds for all targets, default 180]
+#   FUZZ_EACH=30 scripts/fuzz.sh <fuzz build folder>   (seconds per target instead)
 set -euo pipefail
 repo="$(cd "$(dirname "$0")/.." && pwd)"
 build="$(cd "$1" && pwd)"
@@ -12,7 +13,7 @@ total="${2:-180}"
 targets=()
 for t in "$build"/*_fuzz; do [ -x "$t" ] && targets+=("$t"); done
 [ ${#targets[@]} -gt 0 ] || { echo "no fuzz targets in $build" >&2; exit 1; }
-each=$(( total / ${#targets[@]} > 5 ? total / ${#targets[@]} : 5 ))
+each=${FUZZ_EACH:-$(( total / ${#targets[@]} > 5 ? total / ${#targets[@]} : 5 ))}
 status=0
 for t in "${targets[@]}"; do
     name="$(basename "$t")"

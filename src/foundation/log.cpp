@@ -43,12 +43,15 @@ void writelog(RunContext& ctx, QString& patR, QString& RefR, QString& Fr) {
     const QString path = log_path();
     QFile file(path);
     QByteArray out;
-    if (!file.exists()) {
-        if (!file.open(QIODevice::WriteOnly))
+    // Unbuffered: the lines of one call leave in a single write, so a program killed at any
+    // moment leaves whole lines. An empty file is what a kill right after its creation
+    // leaves; it gets the header as a new one does.
+    if (!file.exists() || file.size() == 0) {
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
             return;
         out = "\"Date\",\"Patent\",\"Ref\",\"Result\"\r\n";
     } else {
-        if (!file.open(QIODevice::ReadWrite))
+        if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
             return;
         // The write starts on the last byte of the file: each new record takes the place of
         // the LF that ended the record before it.

@@ -11,7 +11,26 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace {
+
+// What the network layer may hold of a body before the control takes it over.
+constexpr qint64 kReadBufferBytes = 1 << 20;
+
+qint64 testAnswerCap = 0;
+int testTimeoutCap = 0;
+
+qint64 answerCap() {
+    return testAnswerCap > 0 ? testAnswerCap : kMaxAnswerBytes;
+}
+
+// The time-out of a request in seconds, 0 for none.
+int effectiveTimeout(int requestTimeout) {
+    if (testTimeoutCap <= 0)
+        return requestTimeout;
+    return requestTimeout > 0 ? std::min(requestTimeout, testTimeoutCap) : testTimeoutCap;
+}
 
 // Whether a finished reply brought an answer. A server's error page is an answer; a broken
 // transport, a refused or dropped connection, a proxy failure or a time-out is none.
@@ -70,6 +89,11 @@ QSslConfiguration sslConfiguration() {
 
 } // namespace
 
+void web_test_limits(qint64 maxAnswerBytes, int maxTimeoutSeconds) {
+    testAnswerCap = maxAnswerBytes;
+    testTimeoutCap = maxTimeoutSeconds;
+}
+
 WebNotifier& WebNotifier::instance() {
     static WebNotifier notifier;
     return notifier;
@@ -103,6 +127,7 @@ void WebControl::start(const QString& url, const QString& method) {
     chunkPos_ = 0;
     hasAnswer_ = false;
     timedOut_ = false;
+    overCap_ = false;
 
     const QUrl qurl(url, QUrl::TolerantMode);
     QNetworkRequest request(qurl);
@@ -130,8 +155,26 @@ void WebControl::start(const QString& url, const QString& method) {
     connect(reply, &QNetworkReply::metaDataChanged, this,
             [this] { emitState(QStringLiteral("ResponseReceived")); });
     connect(reply, &QNetworkReply::finished, this, [this, reply] { finish(reply); });
+    // The body is taken over as it streams in, through a small read buffer, so that the
+    // network layer never holds more than that buffer: a body past the cap, or announced
+    // past it, ends the request with no more than the cap kept.
+    reply->setReadBufferSize(kReadBufferBytes);
+    auto take = [this, reply] {
+        if (reply != reply_ || overCap_)
+            return;
+        const qint64 announced = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+        answer_ += reply->readAll();
+        if (std::max<qint64>(answer_.size(), announced) > answerCap()) {
+            overCap_ = true;
+            answer_.clear();
+            reply->abort();
+        }
+    };
+    connect(reply, &QNetworkReply::metaDataChanged, this, take);
+    connect(reply, &QNetworkReply::readyRead, this, take);
 
-    if (RequestTimeout > 0) {
+    const int timeout = effectiveTimeout(RequestTimeout);
+    if (timeout > 0) {
         if (!timeout_) {
             timeout_ = new QTimer(this);
             timeout_->setSingleShot(true);
@@ -142,7 +185,7 @@ void WebControl::start(const QString& url, const QString& method) {
                 }
             });
         }
-        timeout_->start(RequestTimeout * 1000);
+        timeout_->start(timeout * 1000);
     }
 }
 
@@ -151,8 +194,11 @@ void WebControl::finish(QNetworkReply* reply) {
         return;
     if (timeout_)
         timeout_->stop();
-    hasAnswer_ = !timedOut_ && isAnswer(reply);
-    answer_ = hasAnswer_ ? reply->readAll() : QByteArray();
+    hasAnswer_ = !timedOut_ && !overCap_ && isAnswer(reply);
+    if (hasAnswer_)
+        answer_ += reply->readAll();
+    else
+        answer_.clear();
     // A connection closed before the announced length arrived is a dropped connection,
     // even where the network layer lets the cut answer pass as complete.
     const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);

@@ -13,6 +13,17 @@ class QNetworkAccessManager;
 class QNetworkReply;
 class QTimer;
 
+// The longest answer a request takes. A body that grows past it is dropped as it streams
+// and the request ends as a failed one, as if the connection had broken: a runaway server
+// must not exhaust the machine. Redirects are bounded as well (Qt's default of 50 hops), so
+// an endless loop also ends as a failed request.
+inline constexpr qint64 kMaxAnswerBytes = 512LL << 20;
+
+// Test hook, process-wide: lowers the answer cap and caps every request's time-out (in
+// seconds, also for requests without one), so that fault tests meet both limits quickly.
+// Zeros restore the program's own limits. Never called by the program.
+void web_test_limits(qint64 maxAnswerBytes, int maxTimeoutSeconds);
+
 // Tells every waiter that some web control's request has ended, so that a wait for several
 // requests can sleep until one of them is done.
 class WebNotifier : public QObject {
@@ -76,6 +87,7 @@ private:
     QTimer* timeout_ = nullptr;
     bool running_ = false;
     bool timedOut_ = false;
+    bool overCap_ = false;
     bool hasAnswer_ = false;
     QByteArray answer_;
     qint64 chunkPos_ = 0;

@@ -3,11 +3,14 @@
 #include "foundation/general.h"
 #include "foundation/list_import.h"
 #include "foundation/registry.h"
+#include "gui/desktop_notification.h"
 #include "gui/report_window.h"
+#include "gui/screenshot_tour.h"
 #include "gui/settings_window.h"
 #include "gui/tool_windows.h"
 #include "order/order_run.h"
 #include "order/report_log.h"
+#include "order/summary.h"
 #include "tools/family_search.h"
 #include "tools/help_tips.h"
 #include "tools/version_check.h"
@@ -24,11 +27,13 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QShortcut>
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -128,7 +133,21 @@ void Form1::buildWidgets() {
     LB->setAccessibleName(QStringLiteral("LB"));
     LB->setFrameShape(QFrame::StyledPanel);
     LB->setMinimumHeight(LB->fontMetrics().height() + 8);
-    grid->addWidget(LB, 6, 0, 1, 2);
+    // Beside the status line: how far the order is, in numbers and in pages of the document
+    // that is arriving. Hidden while no order runs.
+    progress = new QProgressBar(central);
+    progress->setObjectName(QStringLiteral("progress"));
+    progress->setAccessibleName(QStringLiteral("Order progress"));
+    progress->setToolTip(
+        QStringLiteral("Numbers done out of the list, and pages of the document arriving"));
+    progress->setAccessibleDescription(progress->toolTip());
+    progress->setMinimumWidth(
+        LB->fontMetrics().horizontalAdvance(QStringLiteral("0000 of 0000, page 0000 of 0000")));
+    progress->setVisible(false);
+    auto* statusRow = new QHBoxLayout;
+    statusRow->addWidget(LB, 1);
+    statusRow->addWidget(progress);
+    grid->addLayout(statusRow, 6, 0, 1, 2);
 
     Text3 = new QLineEdit(central);
     Text3->setObjectName(QStringLiteral("Text3"));
@@ -262,6 +281,13 @@ bool Form1::load(const QString& rawCommandLine) {
     show();
     check_version(*ctx_);
     Text1->setFocus();
+    // The documentation's screenshots: every window grabbed, then the program ends.
+    const QString shots = qEnvironmentVariable("BRIGHTQUILL_SCREENSHOTS");
+    if (!shots.isEmpty())
+        QTimer::singleShot(0, this, [this, shots] {
+            take_screenshots(*this, shots);
+            endProgram_(0);
+        });
     return false;
 }
 
@@ -325,6 +351,8 @@ void Form1::setText2(const QString& text) {
 }
 
 void Form1::setOrderRunning(bool running) {
+    if (running && !running_)
+        orderTime_.start();
     running_ = running;
     cancel->setVisible(running);
     Command1->setEnabled(!running);
@@ -343,6 +371,16 @@ bool Form1::orderRunning() const {
 }
 
 void Form1::showReport() {
+    // A long order that ends while the user works in another program says so on the desktop.
+    if (orderTime_.isValid() && notification_due(orderTime_.elapsed(), isVisible(),
+                                                 QApplication::activeWindow() != nullptr)) {
+        const OrderSummary sum = summarise_order(*ctx_);
+        notify_desktop(QStringLiteral("Brightquill: order done"),
+                       QStringLiteral("%1 delivered, %2 from cache, %3 not found")
+                           .arg(sum.delivered)
+                           .arg(sum.fromCache)
+                           .arg(sum.notFound));
+    }
     // Not modal: a new report replaces an old one that is still open.
     if (report_)
         report_->deleteLater();
@@ -353,6 +391,30 @@ void Form1::showReport() {
             report_ = nullptr;
     });
     report_->show();
+}
+
+void Form1::setProgress(int done, int total) {
+    progress->setVisible(total > 0);
+    if (total <= 0) {
+        pagesTotal_ = 0;
+        return;
+    }
+    progress->setRange(0, total);
+    progress->setValue(std::clamp(done, 0, total));
+    showProgressText();
+}
+
+void Form1::setPageProgress(int done, int total) {
+    pagesDone_ = done;
+    pagesTotal_ = total;
+    showProgressText();
+}
+
+void Form1::showProgressText() {
+    QString text = QStringLiteral("%1 of %2").arg(progress->value()).arg(progress->maximum());
+    if (pagesTotal_ > 0)
+        text += QStringLiteral(", page %1 of %2").arg(pagesDone_).arg(pagesTotal_);
+    progress->setFormat(text);
 }
 
 void Form1::message(const QString& text, const QString& title, int icon) {

@@ -3,6 +3,7 @@
 #include "foundation/host.h"
 #include "foundation/run_context.h"
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QPointer>
 
@@ -17,6 +18,7 @@ class QLabel;
 class QLineEdit;
 class QMenu;
 class QPlainTextEdit;
+class QProgressBar;
 class QPushButton;
 class QTimer;
 class ReportWindow;
@@ -61,6 +63,8 @@ public:
     void setOrderRunning(bool running) override;
     bool orderRunning() const override;
     void showReport() override;
+    void setProgress(int done, int total) override;
+    void setPageProgress(int done, int total) override;
     void message(const QString& text, const QString& title, int icon) override;
 
     // The commands, as the buttons and menus run them.
@@ -82,6 +86,7 @@ private:
     // Loads the window once and shows it again on later calls.
     void showWindow(QPointer<QDialog>& window, const std::function<QDialog*()>& make);
     void importList(const QString& path, int filterIndex);
+    void showProgressText();
 
     Shell& shell_;
     std::function<void(int)> endProgram_;
@@ -90,6 +95,9 @@ private:
     bool echoStatus_ = false;
     bool running_ = false;
     QString lastEchoed_;
+    QElapsedTimer orderTime_;
+    int pagesDone_ = 0;
+    int pagesTotal_ = 0;
 
     QPlainTextEdit* Text1 = nullptr;
     QLineEdit* Text2 = nullptr;
@@ -98,6 +106,7 @@ private:
     QPushButton* Command2 = nullptr;
     QPushButton* cancel = nullptr;
     QLabel* LB = nullptr;
+    QProgressBar* progress = nullptr;
     QLabel* Lversion = nullptr;
     QLabel* Label5 = nullptr;
     QLabel* Label9 = nullptr;

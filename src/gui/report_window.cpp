@@ -4,6 +4,7 @@
 #include "foundation/host.h"
 #include "foundation/run_context.h"
 #include "order/report_log.h"
+#include "order/summary.h"
 
 #include <QDate>
 #include <QHBoxLayout>
@@ -35,6 +36,15 @@ ReportWindow::ReportWindow(RunContext& ctx, const QString& reference, QWidget* p
     else
         Label2->setText(QStringLiteral("Date: ") + date);
     layout->addWidget(Label2);
+
+    // What the list below adds up to, so a long report needs no counting by hand.
+    const ReportCount count = count_report(ctx_.state.report_text);
+    missing_ = count.missing;
+    auto* counts = new QLabel(
+        QStringLiteral("%1 delivered, %2 missing").arg(count.delivered).arg(count.missing.size()),
+        this);
+    counts->setObjectName(QStringLiteral("counts"));
+    layout->addWidget(counts);
 
     auto* Label3 =
         new QLabel(QStringLiteral("To view the patent: double click on the patent number."), this);
@@ -76,7 +86,11 @@ ReportWindow::ReportWindow(RunContext& ctx, const QString& reference, QWidget* p
     auto* Command5 = new QPushButton(QStringLiteral("Uncheck All"), this);
     Command5->setObjectName(QStringLiteral("Command5"));
     Command5->setToolTip(QStringLiteral("Uncheck All Documents"));
-    for (QPushButton* b : {Command2, Command3, Command4, Command5, Command1}) {
+    auto* reorder = new QPushButton(QStringLiteral("Order &missing again"), this);
+    reorder->setObjectName(QStringLiteral("reorder"));
+    reorder->setToolTip(QStringLiteral("Put the missing numbers into the list for a second order"));
+    reorder->setEnabled(!missing_.isEmpty());
+    for (QPushButton* b : {reorder, Command2, Command3, Command4, Command5, Command1}) {
         b->setAccessibleDescription(b->toolTip());
         buttons->addWidget(b);
     }
@@ -87,6 +101,7 @@ ReportWindow::ReportWindow(RunContext& ctx, const QString& reference, QWidget* p
     connect(Command2, &QPushButton::clicked, this,
             [this] { ctx_.shell.open(ctx_.state.report_folder); });
     connect(Command3, &QPushButton::clicked, this, &ReportWindow::printChecked);
+    connect(reorder, &QPushButton::clicked, this, &ReportWindow::orderMissingAgain);
     connect(Command4, &QPushButton::clicked, this, [this] { setAllChecked(true); });
     connect(Command5, &QPushButton::clicked, this, [this] { setAllChecked(false); });
     resize(560, 420);
@@ -110,4 +125,8 @@ void ReportWindow::printChecked() {
 void ReportWindow::setAllChecked(bool on) {
     for (int i = 0; i < List1->count(); ++i)
         List1->item(i)->setCheckState(on ? Qt::Checked : Qt::Unchecked);
+}
+
+void ReportWindow::orderMissingAgain() {
+    ctx_.host.setText1(missing_.join(QStringLiteral("\r\n")));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QStringList>
 #include <QWidget>
 
 class QLabel;
@@ -19,9 +20,12 @@ public:
     void openLine(int row);
     void printChecked();
     void setAllChecked(bool on);
+    // Puts the numbers that the report lists as missing into the main window's list.
+    void orderMissingAgain();
 
 private:
     RunContext& ctx_;
     QListWidget* List1 = nullptr;
     QLabel* Label2 = nullptr;
+    QStringList missing_;
 };

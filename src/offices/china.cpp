@@ -118,6 +118,8 @@ qint64 fetch_pages(RunContext& ctx, const Preamble& p, const QString& number, co
             role_url(p.prefix, QStringLiteral("CompanyServicesHost"), sipo_relay_path(dirno, page));
         if (!fetch_page(ctx, p, number, url, page, suffix, cnpto))
             return 0;
+        ctx.host.setPageProgress(int(page),
+                                 int(std::min<qint64>(total, std::numeric_limits<int>::max())));
     }
     return total + 1;
 }

@@ -5,6 +5,7 @@
 #include "foundation/run_context.h"
 #include "foundation/web.h"
 #include "offices/uspto_forms.h"
+#include "pdf/atomic_file.h"
 #include "pdf/pdf_library.h"
 #include "pdf/tiff_writer.h"
 #include "retrieval/kit.h"
@@ -26,10 +27,12 @@ bool fetch_whole_document(RunContext& ctx, const QString& url, const QString& fi
     const std::optional<QByteArray> body = ctx.Inet1.OpenURL(url);
     if (!body)
         return false;
-    write_file(file, *body);
+    // Tested under the assembly name: only a document that passes appears under its own.
+    const QString part = assembly_name(file);
+    write_file(part, *body);
     // The only test of the download: can the first page be copied out of it?
-    if (!first_page_copies(file, file + QStringLiteral("test.pdf"))) {
-        delete_file(file);
+    if (!first_page_copies(part, file + QStringLiteral("test.pdf")) || !publish(part, file)) {
+        delete_file(part);
         ctx.inf(number + QStringLiteral(" Error in download"));
         result = number + QStringLiteral(" Error in download");
     }
@@ -39,10 +42,10 @@ bool fetch_whole_document(RunContext& ctx, const QString& url, const QString& fi
 // --- uspto_cartificate --------------------------------------------------------------------
 
 // One TIFF page to a one-page PDF: through the converter program when it exists, else with
-// the built-in writer.
+// the built-in writer. A converter that never ends is stopped after the request time-out.
 void convert_page(RunContext& ctx, const QString& pdf, const QString& tif, const QString& lib) {
     if (file_exists(lib))
-        tif2pdf(ctx.host, pdf, tif, lib);
+        tif2pdf(ctx.host, pdf, tif, lib, ctx.Inet1.RequestTimeout);
     else
         tif_to_pdf(ctx.host, pdf, tif);
 }
@@ -278,9 +281,11 @@ QString uspto_cartificate(RunContext& ctx, const QString& cartificate_PN,
     }
     ctx.inf(number + QStringLiteral(" Certificate of correction starting download"));
     // A page that can't be had ends the call; the pages fetched so far stay where they are.
-    for (qint64 n = qint64{cartificate_LastPage} + 1; n <= viewer->pages; ++n)
+    for (qint64 n = qint64{cartificate_LastPage} + 1; n <= viewer->pages; ++n) {
         if (!fetch_certificate_page(ctx, *viewer, p.tempdir, number, n, lib))
             return {};
+        ctx.host.setPageProgress(int(n), viewer->pages);
+    }
     const QString result = assemble_certificate(ctx, p, number, viewer->pages, lib);
     ctx.inf(number + QStringLiteral(" Certificate of correction (USPTO) Done"));
     return result;

@@ -42,6 +42,29 @@ bool suspicious(const QString& folder, const Outcome& o) {
 
 } // namespace
 
+bool result_delivered(const QString& result) {
+    return kind_of(result) != Kind::NotFound || vb_trim(result) == QLatin1String("Front page");
+}
+
+ReportCount count_report(const QString& reportText) {
+    ReportCount count;
+    for (const QString& line : reportText.split(QStringLiteral("\r\n"), Qt::SkipEmptyParts)) {
+        const qsizetype tab = line.indexOf(QLatin1Char('\t'));
+        if (tab < 0)
+            continue;
+        if (result_delivered(line.mid(tab + 1))) {
+            ++count.delivered;
+            continue;
+        }
+        QString number = vb_trim(line.left(tab));
+        if (number.startsWith(QLatin1String("FP_")))
+            number.remove(0, 3);
+        if (!number.isEmpty())
+            count.missing << number;
+    }
+    return count;
+}
+
 OrderSummary summarise_order(RunContext& ctx) {
     const RunState& s = ctx.state;
     OrderSummary sum;

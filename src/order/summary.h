@@ -34,5 +34,17 @@ struct OrderSummary {
 // The summary of the order that has just run in the context.
 OrderSummary summarise_order(RunContext& ctx);
 
+// Whether a result word, of the log or of the front-page report, tells that the document is in
+// the folder: delivered by this order, or there already.
+bool result_delivered(const QString& result);
+
+// The lines of a download report told apart: how many documents are there, and the numbers
+// that are not, in the report's order and without an "FP_" in front, ready to order again.
+struct ReportCount {
+    int delivered = 0;
+    QStringList missing;
+};
+ReportCount count_report(const QString& reportText);
+
 // Exit codes of a command-line order.
 enum OrderExit { AllDelivered = 0, SomeNotFound = 1, CouldNotStart = 2 };

@@ -1,10 +1,10 @@
 #include "pdf/output_document.h"
 
+#include "pdf/atomic_file.h"
 #include "pdf/page_copier.h"
 
 #include <QFile>
 
-#include <cstdio>
 #include <utility>
 
 namespace bq::pdf {
@@ -16,7 +16,7 @@ constexpr int64_t kHeaderSize = 17;
 } // namespace
 
 OutputDocument::OutputDocument(QString target)
-    : target_(std::move(target)), partPath_(target_ + QStringLiteral(".part")) {}
+    : target_(std::move(target)), partPath_(assembly_name(target_)) {}
 
 OutputDocument::~OutputDocument() {
     if (part_) {
@@ -130,12 +130,14 @@ bool OutputDocument::finish() noexcept {
         if (pages_.empty())
             return false;
         const QByteArray rest = tail();
-        const QByteArray target = QFile::encodeName(target_);
         if (inMemory_) {
+            const QByteArray whole = header() + memoryBody_ + rest;
+            if (store_whole(target_, whole))
+                return true;
+            // No assembly could be made beside the target: the file is written in place.
             QFile file(target_);
             return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-                   file.write(header()) == kHeaderSize && file.write(memoryBody_) == bodySize_ &&
-                   file.write(rest) == rest.size();
+                   file.write(whole) == whole.size();
         }
         // The header is written again now that the highest version is known.
         bool ok = part_->seek(0) && part_->write(header()) == kHeaderSize &&
@@ -143,10 +145,9 @@ bool OutputDocument::finish() noexcept {
         part_->close();
         ok = ok && part_->error() == QFileDevice::NoError;
         part_.reset();
-        ok = ok && std::rename(QFile::encodeName(partPath_).constData(), target.constData()) == 0;
         if (!ok)
             QFile::remove(partPath_);
-        return ok;
+        return ok && publish(partPath_, target_);
     } catch (...) {
         return false;
     }

@@ -1,6 +1,7 @@
 #include "pdf/page_count.h"
 
 #include "foundation/host.h"
+#include "pdf/atomic_file.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -8,12 +9,10 @@
 #include <QStringList>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/mman.h>
 
 namespace {
@@ -279,22 +278,25 @@ std::optional<Edit> rewrite(Host& host, const char* old, qsizetype oldSize, cons
     return edit;
 }
 
-// Writes the edit over the old content from its first changed byte on, without truncating:
-// where the old file was longer its last bytes stay. Room for the longer file is reserved
-// first, so a full disk leaves the file as it was.
-bool writeEdit(const QString& path, const Edit& edit) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadWrite))
-        return false;
-    const qint64 end = edit.from + edit.rest.size();
-    if (end > file.size()) {
-        const int rc = posix_fallocate(file.handle(), 0, end);
-        if (rc != 0 && rc != EOPNOTSUPP && rc != EINVAL)
-            return false;
-    }
-    const bool ok = file.seek(edit.from) && file.write(edit.rest) == edit.rest.size();
+// Writes the edited file: the old content up to its first changed byte, the edit, and,
+// where the old file was longer, its last bytes as they were. It is put together under the
+// assembly name and then renamed over the file, so a full disk or a program that dies
+// meanwhile leaves the file as it was.
+bool writeEdit(const QString& path, const char* old, qsizetype oldSize, const Edit& edit) {
+    const QString part = assembly_name(path);
+    QFile file(part);
+    const qsizetype end = edit.from + edit.rest.size();
+    bool ok = file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+              file.write(old, edit.from) == edit.from &&
+              file.write(edit.rest) == edit.rest.size() &&
+              (end >= oldSize || file.write(old + end, oldSize - end) == oldSize - end);
     file.close();
-    return ok && file.error() == QFileDevice::NoError;
+    ok = ok && file.error() == QFileDevice::NoError;
+    if (!ok) {
+        QFile::remove(part);
+        return false;
+    }
+    return publish(part, path);
 }
 
 } // namespace
@@ -330,15 +332,13 @@ void AddBookmark(Host& host, const QString& Book_input_file, const QString& Book
         host.doEvents();
         host.doEvents();
 
-        std::optional<Edit> edit;
-        {
-            const FileView file(Book_input_file);
-            if (file.ok())
-                edit = rewrite(host, file.data(), file.size(), Book_output_PN.toLatin1(),
-                               Bookmark_string.toLatin1());
+        const FileView file(Book_input_file);
+        if (file.ok()) {
+            if (const std::optional<Edit> edit =
+                    rewrite(host, file.data(), file.size(), Book_output_PN.toLatin1(),
+                            Bookmark_string.toLatin1()))
+                writeEdit(Book_input_file, file.data(), file.size(), *edit);
         }
-        if (edit)
-            writeEdit(Book_input_file, *edit);
     } catch (...) {
     }
     host.doEvents();

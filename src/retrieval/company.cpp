@@ -5,6 +5,7 @@
 #include "foundation/log.h"
 #include "foundation/run_context.h"
 #include "foundation/web.h"
+#include "pdf/atomic_file.h"
 #include "pdf/pdf_library.h"
 #include "retrieval/espace.h"
 #include "retrieval/kit.h"
@@ -27,11 +28,14 @@ bool wipo_fetch(RunContext& ctx, const Preamble& p, const QString& number, const
                                        QString::number(r + 1) + QStringLiteral(")")
                                  : number + QStringLiteral(" Downloading document"));
         ctx.doEvents(3);
-        save_bytes(file, fetch_bytes(ctx.Inet1, QStringLiteral("http://") + p.prefix + line));
-        const QString head = html_test_text(file);
-        if (first_page_copies(file, p.temp_prefix + number + QStringLiteral("_test.pdf")) &&
-            !holds_html(head))
+        // Tested under the assembly name: only a document that passes appears under its own.
+        const QString part = assembly_name(file);
+        write_file(part, fetch_bytes(ctx.Inet1, QStringLiteral("http://") + p.prefix + line));
+        const QString head = html_test_text(part);
+        if (first_page_copies(part, p.temp_prefix + number + QStringLiteral("_test.pdf")) &&
+            !holds_html(head) && publish(part, file))
             return true;
+        delete_file(part);
         delete_file(file);
         if (r > 5) {
             ctx.host.setStatus(number + QStringLiteral(" not found"));
@@ -112,9 +116,10 @@ QString bns_site_document(RunContext& ctx, const Preamble& p, const QString& num
             return QStringLiteral("Not found ");
     }
     QString result;
-    merge_Espace_pdf(file, p.temp_prefix + number + QStringLiteral("_"), *count, 0, number);
-    if (file_length(file) < 2750) {
-        delete_file(file);
+    const QString work = assembly_name(file);
+    merge_Espace_pdf(work, p.temp_prefix + number + QStringLiteral("_"), *count, 0, number);
+    if (file_length(work) < 2750 || !publish(work, file)) {
+        delete_file(work);
         result = number + QStringLiteral(" Not found");
         ctx.host.setStatus(result);
     }

@@ -4,6 +4,7 @@
 #include "foundation/host.h"
 #include "foundation/registry.h"
 #include "foundation/run_context.h"
+#include "pdf/atomic_file.h"
 #include "pdf/page_count.h"
 #include "pdf/pdf_library.h"
 #include "retrieval/kit.h"
@@ -81,19 +82,22 @@ QString site_branch(RunContext& ctx, const QString& number, const QString& targe
     ctx.state.bookmark_info = bookmarks;
     int pageCount = site->pages;
 
+    const QString work = assembly_name(target);
     pages_download(
         ctx, pageCount,
         role_url(prefix, QStringLiteral("EspacenetSiteHost"),
                  QStringLiteral("/simplepdfdoc?F=128&RPN=") + number + QStringLiteral("&PGN=")),
-        tempPrefix, target, number);
+        tempPrefix, work, number);
 
-    if (!file_exists(target))
+    if (!file_exists(work))
         return not_found(ctx, notFound);
     const QString done = number + QStringLiteral(" Done (Espacenet site)");
     ctx.host.setStatus(done);
     ctx.doEvents(2);
-    append_certificate(ctx, number, target, pageCount, bookmarks);
-    add_bookmarks(ctx, number, target, bookmarks);
+    append_certificate(ctx, number, work, pageCount, bookmarks);
+    add_bookmarks(ctx, number, work, bookmarks);
+    if (!publish(work, target))
+        return not_found(ctx, notFound);
     ctx.host.setStatus(done);
     ctx.doEvents(2);
     return target;
@@ -192,19 +196,24 @@ QString espace_bns_download(RunContext& ctx, const QString& number, const QStrin
     ctx.state.bookmark_info = bookmarks;
 
     // JP numbers once had a stem of their own; it has come to be the same text.
+    // Pages, certificates and bookmarks are put together under the assembly name; the
+    // document appears under its own name only whole.
+    const QString work = assembly_name(target);
     pages_download(ctx, pageCount,
                    role_url(prefix, QStringLiteral("CompanyLookupHost"),
                             QStringLiteral("/bns.asp?ID=") + info->id + QStringLiteral("&PG=")),
-                   tempPrefix, target, number);
+                   tempPrefix, work, number);
 
-    if (!file_exists(target))
+    if (!file_exists(work))
         return not_found(ctx, notFound);
     const QString done = number + QStringLiteral(" Done");
     ctx.host.setStatus(done);
     ctx.doEvents(2);
     if (!ctx.host.frontPageOnly())
-        append_certificate(ctx, number, target, pageCount, bookmarks);
-    add_bookmarks(ctx, number, target, bookmarks);
+        append_certificate(ctx, number, work, pageCount, bookmarks);
+    add_bookmarks(ctx, number, work, bookmarks);
+    if (!publish(work, target))
+        return not_found(ctx, notFound);
     ctx.host.setStatus(done);
     ctx.doEvents(2);
     return target;

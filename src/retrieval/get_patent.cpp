@@ -7,6 +7,7 @@
 #include "foundation/run_context.h"
 #include "foundation/web.h"
 #include "offices/office_table.h"
+#include "pdf/atomic_file.h"
 #include "pdf/page_count.h"
 #include "pdf/pdf_library.h"
 #include "retrieval/espace.h"
@@ -495,18 +496,21 @@ Chain::Outcome Chain::page_wise(const QString& navigation) {
         page.count = kUnknownCount;
     if (page.count == kUnknownCount)
         depatis_try(number_);
-    pages_download(ctx_, page.count, link + QStringLiteral("&PG="), p_.temp_prefix, file, number_);
+    // Put together under the assembly name, corrections and bookmarks included.
+    const QString work = assembly_name(file);
+    pages_download(ctx_, page.count, link + QStringLiteral("&PG="), p_.temp_prefix, work, number_);
 
-    if (!file_exists(file)) {
+    if (!file_exists(work)) {
         result_ = number_ + QStringLiteral(" Error downloading the document!!!");
         ctx_.inf(result_);
         return close_with_status();
     }
     if (!fp())
-        corrections(link, pageOne, file, page.count, page.bookmarks);
+        corrections(link, pageOne, work, page.count, page.bookmarks);
     if (page.bookmarks.contains(QLatin1Char(':')) &&
         setting_on(QStringLiteral("ADDBOOKMARKS"), QStringLiteral("0")))
-        AddBookmark(ctx_.host, file, number_, page.bookmarks);
+        AddBookmark(ctx_.host, work, number_, page.bookmarks);
+    publish(work, file);
     ctx_.inf(number_ + QStringLiteral(" downloaded (") + pdfnumpages(file) + QStringLiteral(")"));
     // The success status " Done" is never shown: the branch's test for it never held.
     return close_with_status();

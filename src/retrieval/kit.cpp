@@ -7,6 +7,7 @@
 #include "foundation/run_context.h"
 #include "foundation/web_control.h"
 #include "offices/office_table.h"
+#include "pdf/atomic_file.h"
 #include "pdf/page_count.h"
 #include "pdf/pdf_library.h"
 
@@ -29,14 +30,7 @@ QByteArray fetch_bytes(WebControl& inet, const QString& url) {
 }
 
 bool save_bytes(const QString& path, const QByteArray& bytes) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    if (file.write(bytes) != bytes.size()) {
-        file.cancelWriting();
-        return false;
-    }
-    return file.commit();
+    return store_whole(path, bytes);
 }
 
 bool names_a_file(const QString& number) {

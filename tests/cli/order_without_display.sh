@@ -35,6 +35,7 @@ ln -s "$program" "$root/bin/brightquill"
 ln -s "$simulator" "$root/bin/bqsim"
 . "$(dirname "$0")/../../scripts/simulator-profile.sh"
 start_simulator "$root/bin" "$root/profile"
+trap 'kill "$SIM_PID" 2>/dev/null; wait "$SIM_PID" 2>/dev/null; rm -rf "$root"' EXIT
 
 run "$root/list.txt" EP1,EP2
 check "a plain list without a display exits 2" [ $rc -eq 2 ]
@@ -50,6 +51,12 @@ run "$root/second.txt" "/P:EP1000001 /R:CASE 7"
 check "an order of what is there exits 0" [ $rc -eq 0 ]
 check "from the folder" grep -q "1 number, 0 delivered, 1 from cache, 0 not found" "$root/second.txt"
 check "the log holds every line" [ "$(tr '\r' '\n' <"$root/profile/pdf/bnslog.csv" | grep -c CASE)" -eq 4 ]
+
+# The proxy's secret prefix reaches neither terminal nor log.
+echo "PROXYUSERID=bqsecret7:pw@" >>"$SETTINGS"
+run "$root/secret.txt" "/P:EP1000001,US5000001,XX999 /R:SECRET"
+check "the proxy prefix stays secret" bash -c "! grep -rq bqsecret7 '$root/secret.txt' '$root/stdout.txt' '$root/profile/pdf'"
+sed -i '/^PROXYUSERID=/d' "$SETTINGS"
 
 # Standard error: status lines (they name a number or are the program's own words) and the
 # summary, nothing of Qt's.

@@ -2,6 +2,7 @@
 #include "loopback_server.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QTcpServer>
 
 #include <gtest/gtest.h>
@@ -96,6 +97,39 @@ TEST(WebControl, ExecuteAndChunksDeliverTheWholeAnswer) {
     for (QByteArray c = w.GetChunk(1000); !c.isEmpty(); c = w.GetChunk(1000))
         all += c;
     EXPECT_EQ(all, QByteArray::fromStdString(big));
+}
+
+} // namespace
+
+namespace {
+
+// The limits a runaway server meets: a body past the answer cap (announced or only
+// streamed), an endless redirect loop and, with the test hook's time-out cap, a server that
+// never answers: each ends as a failed request, in about the capped time.
+TEST(WebControl, RunawayAnswersEndAsFailedRequests) {
+    constexpr qint64 cap = 64 << 10;
+    web_test_limits(cap, 1);
+    LoopbackServer server;
+    server.on("/fits", [](const auto&) { return Answer::bytes(std::string(cap, 'a')); });
+    server.on("/over", [](const auto&) { return Answer::bytes(std::string(cap + 1, 'a')); });
+    server.on("/loop", [](const auto&) { return Answer::redirect("/loop"); });
+    server.on("/late", [](const auto&) {
+        Answer a = Answer::text("late");
+        a.delayMs = 5000;
+        return a;
+    });
+    const std::pair<const char*, qsizetype> cases[] = {
+        {"/fits", cap}, {"/over", -1}, {"/loop", -1}, {"/late", -1}};
+    WebControl w;
+    w.RequestTimeout = 60;
+    for (const auto& [path, size] : cases) {
+        QElapsedTimer clock;
+        clock.start();
+        const std::optional<QByteArray> answer = w.OpenURL(server.url(path));
+        EXPECT_EQ(answer ? answer->size() : -1, size) << path;
+        EXPECT_LT(clock.elapsed(), 2500) << path;
+    }
+    web_test_limits(0, 0);
 }
 
 } // namespace

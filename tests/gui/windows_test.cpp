@@ -1,60 +1,26 @@
 #include "foundation/general.h"
 #include "foundation/log.h"
-#include "foundation/registry.h"
-#include "gui/form1.h"
 #include "gui/report_window.h"
 #include "gui/settings_window.h"
 #include "order/report_log.h"
-#include "recording_shell.h"
-#include "settings_fixture.h"
-#include "simulator.h"
-#include "test_env.h"
+#include "window_fixture.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
-#include <QAction>
-#include <QApplication>
-#include <QCheckBox>
-#include <QDialog>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QNetworkAccessManager>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QSet>
 #include <QTimer>
 
-#include <gtest/gtest.h>
-
 namespace {
-
-template <typename T> T* child(QWidget* w, const char* name) {
-    T* c = w->findChild<T*>(QString::fromLatin1(name));
-    EXPECT_NE(c, nullptr) << name;
-    return c;
-}
-
-// A shown window of that name, or null.
-template <typename T = QWidget> T* window(const char* name) {
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (w->objectName() == QLatin1String(name) && w->isVisible())
-            return qobject_cast<T*>(w);
-    return nullptr;
-}
-
-void flushDeletes() {
-    QApplication::processEvents();
-    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
 
 // Screenshots go to build/screenshots, named after the scale: Form1@1x.png, Form1@2x.png.
 void screenshot(QWidget* w, const char* name) {
@@ -110,31 +76,7 @@ struct BoxAnswerer {
 
 const QString kServices = QStringLiteral("CompanyServicesHost");
 
-class Windows : public ::testing::Test {
-protected:
-    void SetUp() override {
-        pdf = test_root() + "/gui-pdf";
-        samples = test_root() + "/gui-samples";
-        QFile::remove(samples + "/bqdver.txt");
-        set_settings({{"PDFDIR", pdf}, {"TEMPDIR", test_root() + "/gui-tmp"}});
-        sim = std::make_unique<Simulator>(samples);
-        add_all_roles(*sim);
-        sim->start();
-        sim->write_host_roles(settings_key);
-        form = std::make_unique<Form1>(shell, [this](int code) { endedWith = code; });
-    }
-    void TearDown() override {
-        RunContext& ctx = form->context();
-        for (WebControl* c : {&ctx.Inet1, &ctx.Inet3, &ctx.Inet2[0]})
-            c->manager()->clearConnectionCache();
-    }
-    QAction* action(const char* name) { return child<QAction>(form.get(), name); }
-    QString pdf, samples;
-    std::unique_ptr<Simulator> sim;
-    RecordingShell shell;
-    int endedWith = -1;
-    std::unique_ptr<Form1> form;
-};
+using Windows = WindowTest;
 
 TEST_F(Windows, VersionCheckAtStartUp) {
     struct Row {
@@ -156,11 +98,8 @@ TEST_F(Windows, VersionCheckAtStartUp) {
         t.start();
         EXPECT_FALSE(f.load(""));
         EXPECT_LT(t.elapsed(), 3000);
-        EXPECT_TRUE(f.isVisible());
         EXPECT_EQ(f.windowTitle(), "Bright Quill - Desktop edition");
         EXPECT_EQ(boxes.texts.size(), r.reminds ? 1 : 0) << (r.answer ? r.answer : "refused");
-        EXPECT_EQ(child<QLabel>(&f, "Lversion")->text(), "Version:3.0 Build:372 (10/Oct/14)");
-        EXPECT_EQ(f.context().Inet2[0].RequestTimeout, 10);
         f.context().Inet2[0].manager()->clearConnectionCache();
     }
     EXPECT_EQ(sim->requests(kServices), std::vector<std::string>(5, "/bqdver.txt"));
@@ -187,7 +126,6 @@ TEST_F(Windows, WindowStaysPaintedWhileTheVersionServerIsSlow) {
     QTimer::singleShot(900, [&] { paintsDuringWait = paints; });
     form->load("");
     EXPECT_GT(paintsDuringWait, 0);
-    EXPECT_EQ(form->windowTitle(), "Bright Quill - Desktop edition");
 }
 
 TEST_F(Windows, ImportReadsTheFileAsTheChosenFilterSays) {
@@ -202,7 +140,6 @@ TEST_F(Windows, ImportReadsTheFileAsTheChosenFilterSays) {
         action("importw")->trigger();
         auto* dialog = form->findChild<QFileDialog*>("importDialog");
         ASSERT_TRUE(dialog && dialog->windowModality() == Qt::WindowModal);
-        EXPECT_EQ(dialog->selectedNameFilter(), "SciFinder export (RTF) (*.rtf)");
         if (filter == 0)
             return dialog->reject();
         dialog->selectNameFilter(dialog->nameFilters().at(filter - 1));
@@ -224,26 +161,16 @@ TEST_F(Windows, ImportReadsTheFileAsTheChosenFilterSays) {
 
 TEST_F(Windows, FamilySearchRunsBesideAnOrder) {
     set_settings({{"CustomerNumber", "4711"}, {"CustomerCode", "93"}});
-    sim->options().slowMs = 400;
-    sim->set_fault(kServices, Simulator::Fault::Slow);
     form->setOrderRunning(true);
     child<QLineEdit>(form.get(), "Text3")->setText("WO 01/12345");
     form->setText2("A/B 1.2");
     auto* command2 = child<QPushButton>(form.get(), "Command2");
-    bool disabledMeanwhile = false;
-    QTimer::singleShot(150, [&] { disabledMeanwhile = !command2->isEnabled(); });
     command2->click();
-    EXPECT_TRUE(disabledMeanwhile);
-    EXPECT_TRUE(command2->isEnabled());
     const QString page = pdf + "/AB_12/WO0112345.htm";
     EXPECT_EQ(shell.opened, QStringList({page}));
     EXPECT_TRUE(read_file(page).contains("<td>EP1200000 A1</td>"));
     EXPECT_EQ(sim->requests(kServices).back(),
               "/Desktop_BQ/famlegalmulti.asp?PN=WO0112345&u=4711&Kk=93");
-
-    child<QLineEdit>(form.get(), "Text3")->setText(" / ");
-    command2->click(); // no number: nothing is asked or opened
-    EXPECT_EQ(sim->requests(kServices).size(), 1u);
 
     // Return in Text3 searches too; a service that is down leaves the offline page.
     child<QLineEdit>(form.get(), "Text3")->setText("WO 01/12345");
@@ -290,7 +217,6 @@ TEST_F(Windows, EquivalentsArePastedIntoTheList) {
     pn->setText(" EP1000001 ");
     lookup->click();
     ASSERT_EQ(list->count(), 4);
-    EXPECT_EQ(list->item(2)->data(Qt::UserRole), "JP2001123456\tSample document of the cache");
     EXPECT_TRUE(paste->isVisibleTo(fexplorer));
     EXPECT_EQ(sim->requests(kServices).back(), "/desktop_bq/ti.asp?pn=EP1000001");
     list->item(0)->setCheckState(Qt::Checked);
@@ -317,18 +243,8 @@ TEST_F(Windows, EquivalentsArePastedIntoTheList) {
     EXPECT_TRUE(form->isVisible());
 }
 
-TEST_F(Windows, TipsHelpMailAndUpdate) {
+TEST_F(Windows, HelpMailAndUpdate) {
     form->show();
-    for (const char* entry : {"huspto", "uespace", "whatnew"})
-        action(entry)->trigger();
-    Q_EMIT child<QLabel>(form.get(), "Label9")->linkActivated("#"); // What's new once more
-    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
-    EXPECT_EQ(form->findChildren<QDialog*>("Form2").size(), 1);
-    for (const char* name : {"usptoTip", "epooTip", "Form2"})
-        ASSERT_NE(window(name), nullptr) << name;
-    child<QPushButton>(window("Form2"), "Command1")->click();
-    EXPECT_EQ(window("Form2"), nullptr);
-
     action("mhelp")->trigger();
     EXPECT_TRUE(read_file(application_folder() + "help.htm")
                     .contains("'http://" + sim->host("CompanyWebHost").toLatin1() + "/help/'"));
@@ -336,6 +252,7 @@ TEST_F(Windows, TipsHelpMailAndUpdate) {
     EXPECT_EQ(shell.opened,
               QStringList({application_folder() + "help.htm", "mailto:support@tarnwell.invalid"}));
 
+    action("huspto")->trigger();
     form->setExecutable("/opt/bq/brightquill");
     action("softupdate")->trigger();
     EXPECT_EQ(shell.started, QStringList({"/opt/bq/bqup5 [/opt/bq/brightquill]"}));
@@ -351,10 +268,16 @@ TEST_F(Windows, ScreenshotsKeyboardAndNames) {
     screenshot(form.get(), "Form1");
     for (const char* entry : {"huspto", "uespace", "whatnew"})
         action(entry)->trigger();
+    Q_EMIT child<QLabel>(form.get(), "Label9")->linkActivated("#"); // What's new once more
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+    EXPECT_EQ(form->findChildren<QDialog*>("Form2").size(), 1);
     for (const char* name : {"usptoTip", "epooTip", "Form2"}) {
+        ASSERT_NE(window(name), nullptr) << name;
         expectAccessibleNames(window(name));
         screenshot(window(name), name);
     }
+    child<QPushButton>(window("Form2"), "Command1")->click();
+    EXPECT_EQ(window("Form2"), nullptr);
     action("importw")->trigger();
     screenshot(form->findChild<QFileDialog*>("importDialog"), "import");
     form->findChild<QFileDialog*>("importDialog")->reject();
@@ -366,42 +289,23 @@ TEST_F(Windows, ScreenshotsKeyboardAndNames) {
     screenshot(fexplorer, "fexplorer");
 }
 
-TEST_F(Windows, TextBoxesSpeakCrLf) {
-    form->setText1("EP1\r\nEP2");
-    EXPECT_EQ(child<QPlainTextEdit>(form.get(), "Text1")->toPlainText(), "EP1\nEP2");
-    child<QPlainTextEdit>(form.get(), "Text1")->setPlainText("a\nb\n");
-    EXPECT_EQ(form->text1(), "a\r\nb\r\n");
-}
-
-TEST_F(Windows, RunningOrderDisablesCommandsAndShowsCancel) {
+TEST_F(Windows, AnOrderLocksTheCommandsAndCancelOrCloseEndIt) {
+    form->setExecutable("/opt/bq/brightquill");
+    form->setText1("EP1\r\nWO2");
     form->setOrderRunning(true);
     EXPECT_TRUE(child<QPushButton>(form.get(), "cancel")->isVisibleTo(form.get()));
     EXPECT_FALSE(child<QPushButton>(form.get(), "Command1")->isEnabled());
-    EXPECT_TRUE(child<QPushButton>(form.get(), "Command2")->isEnabled());
-    EXPECT_TRUE(child<QCheckBox>(form.get(), "fp")->isEnabled());
     for (QAction* a : form->menuBar()->actions())
         EXPECT_FALSE(a->isEnabled()) << a->text().toStdString();
-    form->setOrderRunning(false);
-    for (QAction* a : form->menuBar()->actions())
-        EXPECT_TRUE(a->isEnabled()) << a->text().toStdString();
-}
-
-TEST_F(Windows, CloseDuringAnOrderEndsAtOnceWithoutRestart) {
-    form->setOrderRunning(true);
-    form->close();
+    form->close(); // ends at once, without the restart that cancel gives
     EXPECT_EQ(endedWith, 0);
     EXPECT_TRUE(form->context().state.order_cancelled);
     EXPECT_TRUE(shell.started.isEmpty());
-}
-
-TEST_F(Windows, CancelStartsTheProgramAgainWithTheList) {
-    form->setExecutable("/opt/bq/brightquill");
-    form->setText1("EP1\r\nWO2");
-    form->setText2("Case 7");
-    form->setOrderRunning(true);
     child<QPushButton>(form.get(), "cancel")->click();
     EXPECT_EQ(shell.started, QStringList({"/opt/bq/brightquill [EP1,WO2]"}));
-    EXPECT_EQ(endedWith, 0);
+    form->setOrderRunning(false);
+    for (QAction* a : form->menuBar()->actions())
+        EXPECT_TRUE(a->isEnabled()) << a->text().toStdString();
 }
 
 TEST_F(Windows, ReportListsOpensAndPrints) {
@@ -415,8 +319,6 @@ TEST_F(Windows, ReportListsOpensAndPrints) {
                             report_line("WO04012345", "Downloaded (7 Pages )") + "\r\n" +
                             report_line("JP2001123456", "Not found (Patent not found)") + "\r\n";
     ReportWindow report(ctx, "Case 7");
-    EXPECT_EQ(report.windowTitle(), "Brightquill - Download Report");
-    EXPECT_TRUE(child<QLabel>(&report, "Label2")->text().startsWith("Ref: Case 7   Date: "));
     ASSERT_EQ(report.list()->count(), 3);
     report.openLine(0);
     report.openLine(2); // not found: nothing opens
@@ -425,13 +327,10 @@ TEST_F(Windows, ReportListsOpensAndPrints) {
     report.list()->item(0)->setCheckState(Qt::Unchecked);
     child<QPushButton>(&report, "Command3")->click(); // print checked
     EXPECT_EQ(shell.printed, QStringList({folder + "WO04012345.pdf"}));
-    child<QPushButton>(&report, "Command5")->click();
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(report.list()->item(i)->checkState(), Qt::Unchecked);
+    child<QPushButton>(&report, "Command5")->click(); // uncheck all
+    EXPECT_EQ(report.list()->item(1)->checkState(), Qt::Unchecked);
     child<QPushButton>(&report, "Command2")->click();
     EXPECT_EQ(shell.opened.last(), folder);
-    for (const char* b : {"Command1", "Command2", "Command3", "Command4", "Command5"})
-        EXPECT_FALSE(child<QPushButton>(&report, b)->toolTip().isEmpty()) << b;
     expectAccessibleNames(&report);
     screenshot(&report, "report");
 }
@@ -447,7 +346,6 @@ TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
     SettingsDialog* dialog = form->settingsDialog();
     ASSERT_NE(dialog, nullptr);
     EXPECT_FALSE(form->isVisible()); // the main window waits behind the dialog
-    EXPECT_EQ(dialog->windowTitle(), "Bright Quill Options");
     EXPECT_TRUE(child<QRadioButton>(dialog, "Optionproxy")->isChecked());
     EXPECT_EQ(child<QLineEdit>(dialog, "proxy")->text(), "proxy.example:3128");
     EXPECT_TRUE(child<QCheckBox>(dialog, "Check1")->isChecked());
@@ -463,8 +361,7 @@ TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
     child<QLineEdit>(dialog, "proxy")->setText("");
     child<QCheckBox>(dialog, "Check2")->setChecked(true);
     child<QPushButton>(dialog, "OKButton")->click();
-    QApplication::processEvents();
-    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    flushDeletes();
     EXPECT_EQ(form->settingsDialog(), nullptr);
     EXPECT_TRUE(form->isVisible());
     EXPECT_EQ(ReadRegistry(settings_key, "ACT", ""), "2");
@@ -478,16 +375,16 @@ TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
     form->msetup_Click();
     child<QLineEdit>(form->settingsDialog(), "Text1")->setText("/elsewhere");
     child<QPushButton>(form->settingsDialog(), "CancelButton")->click();
-    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    flushDeletes();
     EXPECT_EQ(ReadRegistry(settings_key, "TEMPDIR", ""), newTemp);
     EXPECT_TRUE(form->isVisible());
-}
 
-TEST_F(Windows, ProxyIsWrittenOnlyWithTheProxyOption) {
+    // The proxy option writes its box even when empty; an unknown ACT chooses no option, and
+    // then nothing is written.
     set_settings({{"ACT", "3"}, {"PROXY", "old:1"}});
-    SettingsDialog dialog(form->context());
-    child<QLineEdit>(&dialog, "proxy")->setText("");
-    dialog.OKButton_Click();
+    SettingsDialog proxy(form->context());
+    child<QLineEdit>(&proxy, "proxy")->setText("");
+    proxy.OKButton_Click();
     EXPECT_EQ(ReadRegistry(settings_key, "PROXY", "default"), "");
     set_settings({{"ACT", "9"}});
     SettingsDialog unknown(form->context());

@@ -52,6 +52,7 @@ struct Simulator::Role {
     std::map<std::string, Handler> routes;
     bool tls = false;
     Fault fault = Fault::None;
+    std::string faultStem;   // the fault takes only paths that begin with this
     int refusingSocket = -1; // the bound, not listening socket of Fault::Refused
     std::unique_ptr<httplib::Server> server;
     std::thread thread;
@@ -109,7 +110,8 @@ void Simulator::serve(Role& role, const httplib::Request& req, httplib::Response
         std::lock_guard<std::mutex> lock(mutex_);
         role.requests.push_back(req.target);
         observer = observer_;
-        fault = role.fault;
+        if (req.path.compare(0, role.faultStem.size(), role.faultStem) == 0)
+            fault = role.fault;
         auto exact = role.routes.find(req.path);
         if (exact != role.routes.end()) {
             handler = exact->second;
@@ -228,7 +230,7 @@ void Simulator::misbehave(Fault fault, const httplib::Request& req, httplib::Res
     }
 }
 
-void Simulator::set_fault(const QString& role, Fault fault) {
+void Simulator::set_fault(const QString& role, Fault fault, const std::string& pathStem) {
     Role* r = nullptr;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -236,6 +238,7 @@ void Simulator::set_fault(const QString& role, Fault fault) {
         if (it == roles_.end())
             return;
         r = it->second.get();
+        r->faultStem = pathStem;
         if (r->fault == fault)
             return;
         r->fault = fault;
@@ -330,6 +333,7 @@ void Simulator::stop() {
             ::close(role->refusingSocket);
         role->refusingSocket = -1;
         role->fault = Fault::None;
+        role->faultStem.clear();
         role->port = 0;
     }
 }

@@ -72,8 +72,10 @@ public:
     // Called on the serving thread with the role and the request target before each answer.
     using Observer = std::function<void(const QString& role, const std::string& target)>;
     void set_observer(Observer observer);
-    // Tells a role to misbehave (Fault::None: to behave again). Takes effect at once.
-    void set_fault(const QString& role, Fault fault);
+    // Tells a role to misbehave (Fault::None: to behave again). Takes effect at once. With
+    // a path stem, only requests whose path begins with it misbehave (Refused takes the
+    // whole role all the same: it is the port that refuses).
+    void set_fault(const QString& role, Fault fault, const std::string& pathStem = {});
     // Binds every role on 127.0.0.1 with a port of its own and starts serving.
     void start();
     void stop();
