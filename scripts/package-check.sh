@@ -19,8 +19,9 @@ desktop-file-validate data/brightquill.desktop
 appstreamcli validate --no-net --pedantic data/com.tarnwell.brightquill.metainfo.xml
 
 step "building the package"
-make --no-print-directory package PACKAGE_BUILD="$pkgbuild" >"$pkgbuild.log" 2>&1 ||
-    { tail -40 "$pkgbuild.log" >&2; fail "make package"; }
+mkdir -p "$pkgbuild"
+make --no-print-directory package PACKAGE_BUILD="$pkgbuild" >"$pkgbuild/make-package.log" 2>&1 ||
+    { tail -40 "$pkgbuild/make-package.log" >&2; fail "make package"; }
 deb="$(ls "$pkgbuild"/brightquill_*.deb)"
 [ "$(echo "$deb" | wc -l)" -eq 1 ] || fail "expected one package, found: $deb"
 

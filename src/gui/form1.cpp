@@ -395,23 +395,30 @@ void Form1::showReport() {
 
 void Form1::setProgress(int done, int total) {
     progress->setVisible(total > 0);
-    if (total <= 0) {
+    numbersDone_ = std::clamp(done, 0, std::max(total, 0));
+    numbersTotal_ = std::max(total, 0);
+    if (total <= 0)
         pagesTotal_ = 0;
-        return;
-    }
-    progress->setRange(0, total);
-    progress->setValue(std::clamp(done, 0, total));
-    showProgressText();
+    showProgress();
 }
 
 void Form1::setPageProgress(int done, int total) {
-    pagesDone_ = done;
-    pagesTotal_ = total;
-    showProgressText();
+    pagesDone_ = std::clamp(done, 0, std::max(total, 0));
+    pagesTotal_ = std::max(total, 0);
+    showProgress();
 }
 
-void Form1::showProgressText() {
-    QString text = QStringLiteral("%1 of %2").arg(progress->value()).arg(progress->maximum());
+// The bar fills by numbers and, within the current number, by its pages, so that one long
+// document moves it too; the text tells both counts.
+void Form1::showProgress() {
+    if (numbersTotal_ <= 0)
+        return;
+    // Steps per number; an absurdly long list moves by whole numbers instead of overflowing.
+    const int steps = numbersTotal_ > 1000000 ? 1 : 1000;
+    const double pages = pagesTotal_ > 0 ? double(pagesDone_) / pagesTotal_ : 0.0;
+    progress->setRange(0, numbersTotal_ * steps);
+    progress->setValue(std::min(numbersTotal_ * steps, numbersDone_ * steps + int(pages * steps)));
+    QString text = QStringLiteral("%1 of %2").arg(numbersDone_).arg(numbersTotal_);
     if (pagesTotal_ > 0)
         text += QStringLiteral(", page %1 of %2").arg(pagesDone_).arg(pagesTotal_);
     progress->setFormat(text);

@@ -86,7 +86,7 @@ private:
     // Loads the window once and shows it again on later calls.
     void showWindow(QPointer<QDialog>& window, const std::function<QDialog*()>& make);
     void importList(const QString& path, int filterIndex);
-    void showProgressText();
+    void showProgress();
 
     Shell& shell_;
     std::function<void(int)> endProgram_;
@@ -96,6 +96,8 @@ private:
     bool running_ = false;
     QString lastEchoed_;
     QElapsedTimer orderTime_;
+    int numbersDone_ = 0;
+    int numbersTotal_ = 0;
     int pagesDone_ = 0;
     int pagesTotal_ = 0;
 

@@ -20,6 +20,7 @@ TEST_F(OrderWindow, BarFollowsThePagesOfOneDocument) {
             continue;
         EXPECT_TRUE(s.shown);
         EXPECT_EQ(s.bar, "0 of 1, page " + m.captured(1) + " of 23") << s.status.toStdString();
+        EXPECT_EQ(s.percent, m.captured(1).toInt() * 100 / 23) << s.status.toStdString();
         pages << m.captured(1);
     }
     EXPECT_EQ(pages.size(), 23);

@@ -52,6 +52,7 @@ public:
         QString status;
         bool shown;
         QString bar;
+        int percent; // how far the bar is filled
     };
     std::vector<Seen> atStatus, atProgress;
     void setStatus(const QString& text) override {
@@ -64,7 +65,9 @@ public:
     }
     Seen seen() const {
         auto* bar = findChild<QProgressBar*>(QStringLiteral("progress"));
-        return {status(), bar->isVisibleTo(this), bar->text()};
+        const int percent =
+            bar->maximum() > 0 ? int(qint64(bar->value()) * 100 / bar->maximum()) : 0;
+        return {status(), bar->isVisibleTo(this), bar->text(), percent};
     }
 };
 
