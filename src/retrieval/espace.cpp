@@ -238,15 +238,13 @@ QString espace_frontpage_download(RunContext& ctx, const QString& number, const 
         reply.replace(QStringLiteral("https://"), QStringLiteral("https://") + prefix);
     ctx.doEvents(3);
     ctx.host.setStatus(number + QStringLiteral(" downloading"));
-    save_bytes(target, fetch_bytes(ctx.Inet1, url));
-
-    qint64 length = file_length(target);
-    if (length > 30) {
-        QFile file(target);
-        if (file.open(QIODevice::ReadOnly) && !file.read(30).startsWith("%PDF"))
-            length = 2;
-    }
-    if (length < 850)
+    // The answer is judged before it is stored, so a rejected one never stands under the
+    // document's name, not even for a moment.
+    const QByteArray bytes = fetch_bytes(ctx.Inet1, url);
+    qint64 length = bytes.size();
+    if (length > 30 && !bytes.startsWith("%PDF"))
+        length = 2;
+    if (length < 850 || !save_bytes(target, bytes))
         delete_file(target);
 
     if (!file_exists(target))
