@@ -16,7 +16,7 @@ using namespace pdftest;
 // 200 one byte late and one at 600 one byte early).
 TEST(TiffWriter, ImageBytesAndSizeAsTheReadingRulesGiveThem) {
     const QByteArray strip = pattern(1000);
-    struct Case {
+    const struct {
         const char* name;
         QByteArray tiff;
         int width, height;
@@ -36,7 +36,7 @@ TEST(TiffWriter, ImageBytesAndSizeAsTheReadingRulesGiveThem) {
     HeadlessHost host;
     const QString dir = freshDir("tif");
     const QString in = dir + "/in.tif", out = dir + "/out.pdf";
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         write_file(in, c.tiff);
         tif_to_pdf(host, out, in);
@@ -121,12 +121,9 @@ TEST(TiffWriter, CorpusImagesRenderLikeTheConvertersPdf) {
             tags[279].first != 1 || tag(262) != 0)
             continue;
         QByteArray strip = read_file(corpus.filePath(name)).mid(tag(273), tag(279));
-        for (char& c : strip) {
-            uchar r = 0;
-            for (int i = 0; i < 8; ++i)
-                r |= ((static_cast<uchar>(c) >> i) & 1) << (7 - i);
-            c = tag(266) == 2 ? static_cast<char>(r) : c;
-        }
+        for (char& c : strip) // bits turned round when they run least-significant first
+            for (int i = 0, r = uchar(c); i < 8 && tag(266) == 2; ++i)
+                c = char((i ? uchar(c) : 0) | ((r >> i) & 1) << (7 - i));
         const int width = tag(256), height = tag(257);
         write_file(in, makeTiff(width, height, 300, strip));
         QFile::remove(theirs);
