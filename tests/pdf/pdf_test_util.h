@@ -1,10 +1,11 @@
 #pragma once
 
-// Helpers shared by the PDF toolkit tests: folders, external programs, generated PDFs and
+// Helpers shared by the PDF toolkit tests: folders, external programs, sample documents,
 // TIFFs, what qpdf reads in a file, and rendering.
 
 #include "foundation/general.h"
 #include "pdf/pdf_library.h"
+#include "simulator.h"
 
 #include <QDir>
 #include <QProcess>
@@ -14,7 +15,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <utility>
 #include <vector>
 
 #include "test_env.h" // also gives QString parameters readable names
@@ -25,21 +25,20 @@ namespace pdftest {
 inline QString freshDir(QString name) {
     static int serial = 0;
     const QString path = test_root() + QString("/t%1-").arg(++serial) + name.replace('/', '_');
-    QDir(path).removeRecursively();
     QDir().mkpath(path);
     return path;
 }
 
 struct RunResult {
     int exitCode = -1; // -1: could not be started or crashed
-    QByteArray out, err;
+    QByteArray out;
 };
 inline RunResult run(const QString& program, const QStringList& args) {
     QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, args);
     const bool ended = process.waitForFinished(-1) && process.exitStatus() == QProcess::NormalExit;
-    return {ended ? process.exitCode() : -1, process.readAllStandardOutput(),
-            process.readAllStandardError()};
+    return {ended ? process.exitCode() : -1, process.readAll()};
 }
 
 // Joins every page of the sources, in order, into target; false when one was refused.
@@ -52,75 +51,62 @@ inline bool joinWhole(const QString& target, const QStringList& sources) {
     return all;
 }
 
-// A valid PDF with one page per id. Each page draws a box whose place depends on the id and
-// carries the comment "% id:<id>" in its uncompressed content stream, followed by
-// extraContent; extraEntries go into each page dictionary.
-inline QByteArray makePdf(const QStringList& ids, const QByteArray& extraContent = {},
-                          const QByteArray& extraEntries = {}) {
-    QByteArray out = "%PDF-1.4\n", kids;
-    QList<qsizetype> offsets;
-    auto object = [&](const QByteArray& body) {
-        offsets.append(out.size());
-        out += QByteArray::number(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
-    };
-    for (qsizetype i = 0; i < ids.size(); ++i)
-        kids += QByteArray::number(3 + 2 * i) + " 0 R ";
-    object("<< /Type /Catalog /Pages 2 0 R >>");
-    object("<< /Type /Pages /Kids [" + kids + "] /Count " + QByteArray::number(ids.size()) +
-           " /MediaBox [0 0 200 200] >>");
-    for (qsizetype i = 0; i < ids.size(); ++i) {
-        const int h = static_cast<int>(qHash(ids[i]) % 150);
-        const QByteArray content = "% id:" + ids[i].toLatin1() + "\n0 0 0 rg " +
-                                   QByteArray::number(10 + h / 3) + " " + QByteArray::number(h) +
-                                   " 40 40 re f\n" + extraContent;
-        object("<< /Type /Page /Parent 2 0 R /Contents " + QByteArray::number(4 + 2 * i) + " 0 R " +
-               extraEntries + " >>");
-        object("<< /Length " + QByteArray::number(content.size()) + " >>\nstream\n" + content +
-               "endstream");
-    }
-    const QByteArray size = QByteArray::number(offsets.size() + 1),
-                     xref = QByteArray::number(out.size());
-    out += "xref\n0 " + size + "\n0000000000 65535 f \n";
-    for (qsizetype offset : offsets)
-        out += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
-    return out + "trailer\n<< /Size " + size + " /Root 1 0 R >>\nstartxref\n" + xref + "\n%%EOF\n";
+// A sample document dir/<title>.pdf whose pages read "<title> <n>" to pageLabels.
+inline QString sample(const QString& dir, const QString& title, int pages) {
+    make_sample_pdf(dir + '/' + title + ".pdf", title, pages, 100);
+    return dir + '/' + title + ".pdf";
 }
 
-// The "% id:" marks of a file, in file order.
-inline QStringList pageIds(const QString& path) {
-    const QByteArray pdf = read_file(path);
-    QStringList ids;
-    for (qsizetype at = pdf.indexOf("% id:"); at >= 0; at = pdf.indexOf("% id:", at + 1))
-        ids.append(QString::fromLatin1(pdf.mid(at + 5, pdf.indexOf('\n', at) - at - 5)));
-    return ids;
+// "<title> <n>" of each page of joined sample pages, "?" for others, in the order of qpdf's
+// page tree. Its QDF form lists the pages first, then their contents.
+inline QStringList pageLabels(const QString& path) {
+    static const QRegularExpression mark(
+        "%% Page \\d+|%% Contents for page (\\d+)|\\(([^)]*)\\) Tj "
+        "ET\\s+BT /F1 14 Tf 72 730 Td \\(Page (\\d+) of");
+    QStringList labels;
+    qsizetype page = -1;
+    const QString qdf =
+        QString::fromLatin1(run("qpdf", {"--qdf", "--normalize-content=n", path, "-"}).out);
+    for (auto it = mark.globalMatch(qdf); it.hasNext();) {
+        const auto m = it.next();
+        if (m.hasCaptured(1))
+            page = m.captured(1).toInt() - 1;
+        else if (!m.hasCaptured(2))
+            labels << "?";
+        else if (page >= 0 && page < labels.size())
+            labels[page] = m.captured(2) + ' ' + m.captured(3);
+    }
+    return labels;
 }
 
 // A little-endian G4 TIFF with its directory at byte 8 (tag, type 3 or 4, one value each)
 // and the strip at stripAt; without width the ImageWidth entry is left out.
 inline QByteArray makeTiff(uint32_t width, uint32_t height, qsizetype stripAt,
                            const QByteArray& strip) {
-    std::vector<std::pair<int, uint32_t>> entries = {
-        {256, width}, {257, height}, {258, 1},
-        {259, 4},     {262, 0},      {273, uint32_t(stripAt)},
-        {277, 1},     {278, height}, {279, uint32_t(strip.size())}};
-    if (width == 0)
-        entries.erase(entries.begin());
-    const auto n = static_cast<qsizetype>(entries.size());
-    QByteArray t(std::max<qsizetype>(stripAt, 14 + 12 * n), '\0');
+    QList<std::pair<int, uint32_t>> entries = {{256, width},
+                                               {257, height},
+                                               {258, 1},
+                                               {259, 4},
+                                               {262, 0},
+                                               {277, 1},
+                                               {273, uint32_t(stripAt)},
+                                               {278, height},
+                                               {279, uint32_t(strip.size())}};
+    entries.removeIf([](auto e) { return e.first == 256 && e.second == 0; });
+    QByteArray t(std::max<qsizetype>(stripAt, 14 + 12 * entries.size()), '\0');
     auto put = [&](qsizetype at, uint32_t v, int bytes) {
         for (int i = 0; i < bytes; ++i)
             t[at + i] = static_cast<char>((v >> (8 * i)) & 255);
     };
     t.replace(0, 4, QByteArray("II*\0", 4));
     put(4, 8, 4);
-    put(8, static_cast<uint32_t>(n), 2);
-    for (qsizetype i = 0; i < n; ++i) {
-        const auto [tag, value] = entries[static_cast<size_t>(i)];
-        const bool isLong = tag == 273 || tag == 278 || tag == 279;
-        put(10 + 12 * i, tag, 2);
-        put(12 + 12 * i, isLong ? 4 : 3, 2);
-        put(14 + 12 * i, 1, 4);
-        put(18 + 12 * i, value, isLong ? 4 : 2);
+    put(8, uint32_t(entries.size()), 2);
+    for (qsizetype i = 0, at = 10; i < entries.size(); ++i, at += 12) {
+        const bool isLong = entries[i].first >= 273 && entries[i].first != 277;
+        put(at, entries[i].first, 2);
+        put(at + 2, isLong ? 4 : 3, 2);
+        put(at + 4, 1, 4);
+        put(at + 8, entries[i].second, isLong ? 4 : 2);
     }
     return t.left(stripAt) + strip;
 }
@@ -136,19 +122,16 @@ inline QByteArray pattern(qsizetype size) {
 // qpdf --check finds no error and no warning but those that hold tolerated ("": any).
 inline ::testing::AssertionResult qpdfChecks(const QString& path, const char* tolerated = nullptr) {
     const RunResult r = run("qpdf", {"--check", path});
-    const QByteArray told = r.out + r.err;
-    bool ok = r.exitCode == 0 || (r.exitCode == 3 && tolerated && !told.contains("ERROR"));
-    for (const QByteArray& line : told.split('\n'))
+    bool ok = r.exitCode == 0 || (r.exitCode == 3 && tolerated && !r.out.contains("ERROR"));
+    for (const QByteArray& line : r.out.split('\n'))
         ok = ok && (!line.startsWith("WARNING") || (tolerated && line.contains(tolerated)));
-    return ok ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << told.constData();
+    return ok ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << r.out.constData();
 }
 
 // Page count as qpdf sees it in the page tree; -1 when qpdf cannot read the file.
 inline int qpdfPageCount(const QString& path) {
-    const RunResult r = run("qpdf", {"--show-pages", path});
-    if (r.exitCode != 0 && r.exitCode != 3)
-        return -1;
-    return static_cast<int>(r.out.count("\npage ") + (r.out.startsWith("page ") ? 1 : 0));
+    const RunResult r = run("qpdf", {"--show-npages", path});
+    return r.exitCode == 0 || r.exitCode == 3 ? r.out.split('\n').value(0).toInt() : -1;
 }
 
 // The outline as qpdf reads it: "title:page" per item, pages counted from 0.
