@@ -172,6 +172,8 @@ void WebControl::start(const QString& url, const QString& method) {
     };
     connect(reply, &QNetworkReply::metaDataChanged, this, take);
     connect(reply, &QNetworkReply::readyRead, this, take);
+    // Whatever a redirecting answer carried is not part of the answer.
+    connect(reply, &QNetworkReply::redirected, this, [this] { answer_.clear(); });
 
     const int timeout = effectiveTimeout(RequestTimeout);
     if (timeout > 0) {
