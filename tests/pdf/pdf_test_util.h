@@ -130,8 +130,10 @@ inline ::testing::AssertionResult qpdfChecks(const QString& path, const char* to
 
 // Page count as qpdf sees it in the page tree; -1 when qpdf cannot read the file.
 inline int qpdfPageCount(const QString& path) {
-    const RunResult r = run("qpdf", {"--show-npages", path});
-    return r.exitCode == 0 || r.exitCode == 3 ? r.out.split('\n').value(0).toInt() : -1;
+    const RunResult r = run("qpdf", {"--show-pages", path});
+    if (r.exitCode != 0 && r.exitCode != 3)
+        return -1;
+    return static_cast<int>(r.out.count("\npage ") + (r.out.startsWith("page ") ? 1 : 0));
 }
 
 // The outline as qpdf reads it: "title:page" per item, pages counted from 0.
