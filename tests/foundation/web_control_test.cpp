@@ -3,7 +3,10 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+
 #include <QTcpServer>
+#include <chrono>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -114,9 +117,8 @@ TEST(WebControl, RunawayAnswersEndAsFailedRequests) {
     server.on("/over", [](const auto&) { return Answer::bytes(std::string(cap + 1, 'a')); });
     server.on("/loop", [](const auto&) { return Answer::redirect("/loop"); });
     server.on("/late", [](const auto&) {
-        Answer a = Answer::text("late");
-        a.delayMs = 5000;
-        return a;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // past the capped second
+        return Answer::text("late");
     });
     const std::pair<const char*, qsizetype> cases[] = {
         {"/fits", cap}, {"/over", -1}, {"/loop", -1}, {"/late", -1}};
