@@ -16,9 +16,6 @@ done
 root=$(mktemp -d)
 . "$repo/scripts/simulator-profile.sh"
 profile="$root/profile"
-start_simulator "$build" "$profile"
-kill "$SIM_PID"
-wait "$SIM_PID" 2>/dev/null || true
 
 # The list, in blocks of ten, so that the first and the last thousand meet the same mix:
 # two new 3-page documents, a 6-page one, the first of them again (now in the folder), the
@@ -37,17 +34,11 @@ for ((b = 0; b < blocks; ++b)); do
         $((7000002 + 3 * b))
 done >"$list.all"
 head -n "$total" "$list.all" >"$list"
+mkdir -p "$profile/samples"
 "$build/bqsim" --samples "$profile/samples" --generate-only "${documents[@]}" >/dev/null 2>&1
 
-"$build/bqsim" --samples "$profile/samples" --page-failures 1 --drop-pages \
-    --tls-cert "$repo/tests/support/tls/server.pem" --tls-key "$repo/tests/support/tls/server.key" \
-    --write-roles 'HKEY_CURRENT_USER\Tarnwell\brightquill' >/dev/null 2>"$root/bqsim.log" &
-SIM_PID=$!
+start_simulator "$build" "$profile" --page-failures 1 --drop-pages
 trap 'kill "$SIM_PID" 2>/dev/null || true; wait "$SIM_PID" 2>/dev/null || true; rm -rf "$root"' EXIT
-for _ in $(seq 1 300); do
-    grep -q serving "$root/bqsim.log" && break
-    sleep 0.1
-done
 
 log="$profile/pdf/bnslog.csv"
 records() { # lines of the log without its header; records stand apart by CR

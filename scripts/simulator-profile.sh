@@ -2,11 +2,12 @@
 # own settings and documents are never touched), the office simulator on loopback serving
 # every host role, and its hosts written into that profile.
 #
-#   start_simulator <build folder> <profile folder>
+#   start_simulator <build folder> <profile folder> [more options of bqsim]
 # leaves SIM_PID, SETTINGS and the XDG variables set, and stops the simulator on exit.
 
 start_simulator() {
     local build="$1" profile="$2" repo program role
+    shift 2
     repo="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
     for program in bqsim brightquill; do
         if [ ! -x "$build/$program" ]; then
@@ -47,7 +48,7 @@ start_simulator() {
 
     "$build/bqsim" --samples "$profile/samples" \
         --tls-cert "$repo/tests/support/tls/server.pem" --tls-key "$repo/tests/support/tls/server.key" \
-        --write-roles 'HKEY_CURRENT_USER\Tarnwell\brightquill' --print-roles \
+        --write-roles 'HKEY_CURRENT_USER\Tarnwell\brightquill' --print-roles "$@" \
         >"$profile/roles.txt" 2>"$profile/bqsim.log" &
     SIM_PID=$!
     trap 'kill "$SIM_PID" 2>/dev/null || true; wait "$SIM_PID" 2>/dev/null || true' EXIT

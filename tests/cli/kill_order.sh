@@ -18,21 +18,11 @@ mkdir -p "$root/bin"
 ln -s "$program" "$root/bin/brightquill"
 ln -s "$simulator" "$root/bin/bqsim"
 . "$repo/scripts/simulator-profile.sh"
-start_simulator "$root/bin" "$root/profile"
-# Started again with every answer 25 ms late, so that a document takes some hundred
-# milliseconds and a kill finds it open, and with two longer documents.
-kill "$SIM_PID"
-wait "$SIM_PID" 2>/dev/null
-"$simulator" --samples "$root/profile/samples" --latency 25 \
-    --document lookup/EP1000020=9 --document lookup/EP1000021=12 \
-    --tls-cert "$repo/tests/support/tls/server.pem" --tls-key "$repo/tests/support/tls/server.key" \
-    --write-roles 'HKEY_CURRENT_USER\Tarnwell\brightquill' >/dev/null 2>"$root/bqsim.log" &
-SIM_PID=$!
+# Every answer 25 ms late, so that a document takes some hundred milliseconds and a kill
+# finds it open, and two longer documents.
+start_simulator "$root/bin" "$root/profile" --latency 25 \
+    --document lookup/EP1000020=9 --document lookup/EP1000021=12
 trap 'kill "$SIM_PID" 2>/dev/null; wait "$SIM_PID" 2>/dev/null; rm -rf "$root"' EXIT
-for _ in $(seq 1 300); do
-    grep -q serving "$root/bqsim.log" && break
-    sleep 0.1
-done
 pdf="$root/profile/pdf"
 log="$pdf/bnslog.csv"
 
