@@ -22,18 +22,6 @@
 
 namespace {
 
-// Screenshots go to build/screenshots, named after the scale: Form1@1x.png, Form1@2x.png.
-void screenshot(QWidget* w, const char* name) {
-    w->show();
-    QApplication::processEvents();
-    const QPixmap shot = w->grab();
-    const QString file = QStringLiteral(BQ_BINARY_DIR "/screenshots/%1@%2x.png")
-                             .arg(QLatin1String(name))
-                             .arg(shot.devicePixelRatio());
-    QDir().mkpath(QStringLiteral(BQ_BINARY_DIR "/screenshots"));
-    ASSERT_TRUE(shot.save(file)) << name;
-}
-
 // Every control can be reached by its accessible name (its caption, its label or its object
 // name) and from the keyboard (it is in the window's tab chain).
 void expectAccessibleNames(QWidget* window) {
@@ -257,12 +245,11 @@ TEST_F(Windows, HelpMailAndUpdate) {
     EXPECT_EQ(window("usptoTip"), nullptr);
 }
 
-TEST_F(Windows, ScreenshotsKeyboardAndNames) {
+TEST_F(Windows, KeyboardAndNames) {
     form->load("");
     for (QAction* a : form->menuBar()->actions())
         EXPECT_TRUE(a->text().contains('&')) << a->text().toStdString();
     expectAccessibleNames(form.get());
-    screenshot(form.get(), "Form1");
     for (const char* entry : {"huspto", "uespace", "whatnew"})
         action(entry)->trigger();
     Q_EMIT child<QLabel>(form.get(), "Label9")->linkActivated("#"); // What's new once more
@@ -271,7 +258,6 @@ TEST_F(Windows, ScreenshotsKeyboardAndNames) {
     for (const char* name : {"usptoTip", "epooTip", "Form2"}) {
         ASSERT_NE(window(name), nullptr) << name;
         expectAccessibleNames(window(name));
-        screenshot(window(name), name);
     }
     child<QPushButton>(window("Form2"), "Command1")->click();
     EXPECT_EQ(window("Form2"), nullptr);
@@ -280,7 +266,6 @@ TEST_F(Windows, ScreenshotsKeyboardAndNames) {
     child<QLineEdit>(fexplorer, "pn")->setText("EP1000001");
     child<QPushButton>(fexplorer, "Command1")->click();
     expectAccessibleNames(fexplorer);
-    screenshot(fexplorer, "fexplorer");
 }
 
 TEST_F(Windows, AnOrderLocksTheCommandsAndCancelOrCloseEndIt) {
@@ -326,7 +311,6 @@ TEST_F(Windows, ReportListsOpensAndPrints) {
     child<QPushButton>(&report, "Command2")->click();
     EXPECT_EQ(shell.opened.last(), folder);
     expectAccessibleNames(&report);
-    screenshot(&report, "report");
 }
 
 TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
@@ -346,7 +330,6 @@ TEST_F(Windows, SettingsDialogShowsAndWritesTheStore) {
     EXPECT_FALSE(child<QCheckBox>(dialog, "Check2")->isChecked());
     EXPECT_EQ(child<QLineEdit>(dialog, "Text2")->text(), pdf);
     expectAccessibleNames(dialog);
-    screenshot(dialog, "Dialog");
 
     // Switching to direct access keeps the stored proxy; folders are made one level deep.
     const QString newTemp = test_root() + "/made-by-dialog";
