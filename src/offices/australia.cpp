@@ -104,11 +104,6 @@ void australia_download(RunContext& ctx, QString& number, const QString& referen
 
     // Fetched or cached, a file this short is no document; its error replaces a not-found.
     const QString file = p.pdf_folder + number + QStringLiteral(".pdf");
-    if (file_exists(file) && file_length(file) < kSmallestDocument) {
-        p.result = QStringLiteral("Download error (") + number + QLatin1Char(')');
-        delete_file(file);
-    }
-    if (p.result.isEmpty())
-        p.result = downloaded_word(file);
+    p.result = sized_document_word(file, number, kSmallestDocument, p.result);
     close_retriever(ctx, number, reference, p.result);
 }

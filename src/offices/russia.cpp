@@ -50,11 +50,6 @@ void rupto_download(RunContext& ctx, QString& number, const QString& reference) 
         ctx.host.setStatus(number + QStringLiteral(" Retrieved from cache"));
     }
 
-    if (file_exists(file) && file_length(file) < kSmallestDocument) {
-        p.result = QStringLiteral("Download error (") + number + QLatin1Char(')');
-        delete_file(file);
-    }
-    if (p.result.isEmpty())
-        p.result = downloaded_word(file);
+    p.result = sized_document_word(file, number, kSmallestDocument, p.result);
     close_retriever(ctx, number, reference, p.result);
 }

@@ -101,6 +101,15 @@ QString downloaded_word(const QString& file) {
     return QStringLiteral("Downloaded (") + pdfnumpages(file) + QStringLiteral(" )");
 }
 
+QString sized_document_word(const QString& file, const QString& number, qint64 smallest,
+                            const QString& result) {
+    if (file_exists(file) && file_length(file) < smallest) {
+        delete_file(file);
+        return QStringLiteral("Download error (") + number + QLatin1Char(')');
+    }
+    return result.isEmpty() ? downloaded_word(file) : result;
+}
+
 void close_retriever(RunContext& ctx, const QString& number, const QString& reference,
                      const QString& result, bool log) {
     if (ctx.state.order_cancelled)

@@ -54,6 +54,12 @@ QString ensure_converter(RunContext& ctx, const QString& prefix, const QString& 
 
 // The result word of a delivered document: "Downloaded (" + its page count + " )".
 QString downloaded_word(const QString& file);
+// The result word of an office that judges its file by size alone, fetched or cached: a file
+// shorter than smallest is no document, is deleted, and "Download error (number)" replaces
+// any earlier word; otherwise the earlier word stands, or the downloaded word when there is
+// none.
+QString sized_document_word(const QString& file, const QString& number, qint64 smallest,
+                            const QString& result);
 
 // The closing step of a retriever: "Job cancelled" when the order was cancelled, otherwise
 // the log line (when log is set); then the window title goes back to the desktop title.
