@@ -10,11 +10,9 @@
 #include <QEventLoop>
 #include <QTimer>
 
-Preamble preamble_settings(RunContext& ctx, int requestTimeout, const QString& accessKey) {
-    WebControl& inet = ctx.Inet1;
+void apply_access_settings(WebControl& inet, int requestTimeout, const QString& accessKey) {
     inet.Protocol = 4;
     inet.RequestTimeout = requestTimeout;
-
     const QString act = setting(QStringLiteral("ACT"), QStringLiteral("1"), accessKey);
     if (act == QLatin1String("1")) {
         inet.AccessType = 0;
@@ -24,7 +22,10 @@ Preamble preamble_settings(RunContext& ctx, int requestTimeout, const QString& a
         inet.AccessType = 2;
         inet.Proxy = setting(QStringLiteral("PROXY"), QString(), accessKey);
     }
-    // Any other value leaves the access type as it was.
+}
+
+Preamble preamble_settings(RunContext& ctx, int requestTimeout, const QString& accessKey) {
+    apply_access_settings(ctx.Inet1, requestTimeout, accessKey);
 
     Preamble p;
     p.tempdir = setting(QStringLiteral("TEMPDIR"), default_tempdir());

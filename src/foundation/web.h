@@ -19,6 +19,12 @@ struct Preamble {
     QString pdfdir;  // PDFDIR with "/"
 };
 
+// A web control's protocol, time-out and access type (ACT, with PROXY for the named proxy)
+// as the settings under accessKey tell. An ACT of any other value leaves the access type.
+class WebControl;
+void apply_access_settings(WebControl& inet, int requestTimeout,
+                           const QString& accessKey = settings_key);
+
 // The first steps of the block: the web control's protocol, time-out and access type from
 // the settings; the folders read, created and given their "/"; the server and the prefix.
 // Nothing else: no order folder, no job id, no title. accessKey is the settings key that
