@@ -6,6 +6,8 @@
 
 #include <QFile>
 
+#include <algorithm>
+
 QString report_line(const QString& number, const QString& result) {
     const QString padded = vb_trim(number).leftJustified(15, QLatin1Char(' '), true).toUpper();
     return padded + QLatin1Char('\t') + result;
@@ -17,7 +19,41 @@ QString log_path() {
     return with_slash(folder) + QStringLiteral("bnslog.csv");
 }
 
+LoggedAs logged_as(const QString& result) {
+    const QString r = vb_trim(result);
+    if (r.startsWith(QLatin1String("Retrieved from cache")) ||
+        (r.startsWith(QLatin1String("Translated (")) && r.endsWith(QLatin1String(" cached)"))))
+        return LoggedAs::FromCache;
+    if (r.startsWith(QLatin1String("Downloaded")) || r.startsWith(QLatin1String("Translated")))
+        return LoggedAs::Delivered;
+    return LoggedAs::NotFound;
+}
+
 namespace {
+
+// Counts the line for the order's summary, and keeps the file name of a delivered document,
+// which the summary checks once the order is done.
+void tally(RunState& s, const QString& number, const QString& result) {
+    auto it = std::find_if(s.tallies.begin(), s.tallies.end(),
+                           [&](const OutcomeTally& t) { return t.source == s.source; });
+    if (it == s.tallies.end()) {
+        s.tallies.append({s.source});
+        it = s.tallies.end() - 1;
+    }
+    switch (logged_as(result)) {
+    case LoggedAs::Delivered:
+        ++it->delivered;
+        break;
+    case LoggedAs::FromCache:
+        ++it->fromCache;
+        break;
+    case LoggedAs::NotFound:
+        ++it->notFound;
+        return;
+    }
+    const bool translation = vb_trim(result).startsWith(QLatin1String("Translated"));
+    s.delivered_files << number + (translation ? QStringLiteral(".htm") : QStringLiteral(".pdf"));
+}
 
 void clean_field(QString& field) {
     if (field.isEmpty())
@@ -38,7 +74,7 @@ QByteArray record(const QString& pat, const QString& ref, const QString& result)
 
 void writelog(RunContext& ctx, QString& patR, QString& RefR, QString& Fr) {
     ctx.state.report_text += report_line(patR, Fr) + QStringLiteral("\r\n");
-    ctx.state.outcomes.append({patR, Fr, ctx.state.source});
+    tally(ctx.state, patR, Fr);
 
     const QString path = log_path();
     QFile file(path);

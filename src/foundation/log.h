@@ -19,5 +19,10 @@ void writelog_copy(RunContext& ctx, QString patR, QString RefR, QString Fr);
 // upper-cased, a tab, the result word.
 QString report_line(const QString& number, const QString& result);
 
+// What a result word tells: a document delivered by this order, one that was there already
+// (in the folder or the company's cache), or none.
+enum class LoggedAs { Delivered, FromCache, NotFound };
+LoggedAs logged_as(const QString& result);
+
 // The path of bnslog.csv for the live settings, its folder created.
 QString log_path();

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <memory>
@@ -11,26 +12,29 @@
 class Host;
 class Shell;
 
-// One outcome of an order as the log took it, and the retriever that logged it.
-struct Outcome {
-    QString number;
-    QString result;
+// What the log lines of one retriever told in an order, for the order's summary. A long
+// order keeps these counts, not its lines.
+struct OutcomeTally {
     QString source; // the retriever's name ("uspto_download", "get_patent", ...)
+    int delivered = 0;
+    int fromCache = 0;
+    int notFound = 0;
 };
 
 // The shared run state of an order. Every retriever refers to these by name.
 struct RunState {
     bool order_cancelled = false;
-    QString order_folder;      // this order's PDF folder, with a trailing "/", or ""
-    QString force_uspto = "0"; // "1" if the number must come from the USPTO
-    QString bookmark_info;     // bookmark string of the current document
-    QString report_text;       // the lines of the download report
-    QString report_folder;     // where the report looks for documents
-    QString inet_state;        // the last state word of Inet1; nothing reads it
-    QString source;            // the retriever at work, innermost first
-    QList<Outcome> outcomes;   // every log line of this order, for its summary
-    int listed = 0;            // numbers of this order's list (lines of 3 characters or more)
-    int dispatched = 0;        // numbers handed to a retriever so far
+    QString order_folder;        // this order's PDF folder, with a trailing "/", or ""
+    QString force_uspto = "0";   // "1" if the number must come from the USPTO
+    QString bookmark_info;       // bookmark string of the current document
+    QString report_text;         // the lines of the download report
+    QString report_folder;       // where the report looks for documents
+    QString inet_state;          // the last state word of Inet1; nothing reads it
+    QString source;              // the retriever at work, innermost first
+    QList<OutcomeTally> tallies; // per retriever, in the order they first logged
+    QStringList delivered_files; // "<number>.pdf" or ".htm" of each line logged as delivered
+    int listed = 0;              // numbers of this order's list (lines of 3 characters or more)
+    int dispatched = 0;          // numbers handed to a retriever so far
 };
 
 // The retrievers that the routing and the retrieval chain call. The retrieval layer defines

@@ -16,7 +16,8 @@ void order_run(RunContext& ctx) {
     RunState& s = ctx.state;
     s.report_text.clear();
     s.report_folder.clear();
-    s.outcomes.clear();
+    s.tallies.clear();
+    s.delivered_files.clear();
     s.order_cancelled = false;
     s.order_folder.clear();
     ctx.host.setOrderRunning(true);

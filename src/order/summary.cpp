@@ -1,24 +1,15 @@
 #include "order/summary.h"
 
 #include "foundation/general.h"
+#include "foundation/log.h"
 #include "foundation/run_context.h"
 #include "offices/office_table.h"
 
 #include <QFile>
 
+#include <algorithm>
+
 namespace {
-
-enum class Kind { Delivered, FromCache, NotFound };
-
-Kind kind_of(const QString& result) {
-    const QString r = vb_trim(result);
-    if (r.startsWith(QLatin1String("Retrieved from cache")) ||
-        (r.startsWith(QLatin1String("Translated (")) && r.endsWith(QLatin1String(" cached)"))))
-        return Kind::FromCache;
-    if (r.startsWith(QLatin1String("Downloaded")) || r.startsWith(QLatin1String("Translated")))
-        return Kind::Delivered;
-    return Kind::NotFound;
-}
 
 QString source_name(const QString& retriever) {
     for (const Office& o : office_table())
@@ -29,11 +20,9 @@ QString source_name(const QString& retriever) {
 
 // A delivered document that a later order would take from the folder as it is: empty, or
 // not what its name says. Translations are HTML pages.
-bool suspicious(const QString& folder, const Outcome& o) {
-    const bool translation = vb_trim(o.result).startsWith(QLatin1String("Translated"));
-    const QString file =
-        folder + o.number + (translation ? QStringLiteral(".htm") : QStringLiteral(".pdf"));
-    QFile f(file);
+bool suspicious(const QString& folder, const QString& name) {
+    const bool translation = name.endsWith(QLatin1String(".htm"));
+    QFile f(folder + name);
     if (!f.open(QIODevice::ReadOnly))
         return !translation; // a PDF that the log calls delivered must be there
     const QByteArray head = f.read(1024);
@@ -43,7 +32,8 @@ bool suspicious(const QString& folder, const Outcome& o) {
 } // namespace
 
 bool result_delivered(const QString& result) {
-    return kind_of(result) != Kind::NotFound || vb_trim(result) == QLatin1String("Front page");
+    return logged_as(result) != LoggedAs::NotFound ||
+           vb_trim(result) == QLatin1String("Front page");
 }
 
 ReportCount count_report(const QString& reportText) {
@@ -70,33 +60,28 @@ OrderSummary summarise_order(RunContext& ctx) {
     OrderSummary sum;
     sum.listed = s.listed;
     sum.cancelled = s.listed - s.dispatched;
-    for (const Outcome& o : s.outcomes) {
-        const QString name = source_name(o.source);
+    int logged = 0;
+    for (const OutcomeTally& t : s.tallies) {
+        const QString name = source_name(t.source);
         auto it = std::find_if(sum.sources.begin(), sum.sources.end(),
                                [&](const OrderSummary::Source& x) { return x.name == name; });
         if (it == sum.sources.end()) {
             sum.sources.append({name});
             it = sum.sources.end() - 1;
         }
-        switch (kind_of(o.result)) {
-        case Kind::Delivered:
-            ++sum.delivered;
-            ++it->delivered;
-            break;
-        case Kind::FromCache:
-            ++sum.fromCache;
-            ++it->fromCache;
-            break;
-        case Kind::NotFound:
-            ++sum.notFound;
-            ++it->notFound;
-            break;
-        }
-        if (kind_of(o.result) != Kind::NotFound && suspicious(s.report_folder, o))
-            sum.suspicious << o.number;
+        it->delivered += t.delivered;
+        it->fromCache += t.fromCache;
+        it->notFound += t.notFound;
+        sum.delivered += t.delivered;
+        sum.fromCache += t.fromCache;
+        sum.notFound += t.notFound;
+        logged += t.delivered + t.fromCache + t.notFound;
     }
+    for (const QString& file : s.delivered_files)
+        if (suspicious(s.report_folder, file))
+            sum.suspicious << file.chopped(4);
     // Numbers handed on that left no log line (a DEPATISnet-only number that was not found).
-    sum.notFound += std::max(0, s.dispatched - int(s.outcomes.size()));
+    sum.notFound += std::max(0, s.dispatched - logged);
     return sum;
 }
 
