@@ -1,10 +1,8 @@
 #include "foundation/web_control.h"
 #include "loopback_server.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 
-#include <QTcpServer>
 #include <chrono>
 #include <thread>
 
@@ -35,21 +33,6 @@ TEST(WebControl, AnswersBodiesWhateverTheStatusAndFollowsRedirects) {
         EXPECT_EQ(fetch(w, server.url(path)), body) << path;
 }
 
-TEST(WebControl, RefusedAndDroppedRequestsAnswerNothing) {
-    // A port that nobody listens on.
-    QTcpServer probe;
-    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
-    const quint16 closedPort = probe.serverPort();
-    probe.close();
-    LoopbackServer server;
-    server.on("/drop", [](const auto&) { return Answer::drop(); });
-
-    WebControl w;
-    EXPECT_EQ(fetch(w, QString("http://127.0.0.1:%1/x").arg(closedPort)), "unchanged");
-    for (int i = 0; i < 50; ++i) // a cut answer is never taken for a whole one
-        EXPECT_EQ(fetch(w, server.url("/drop")), "unchanged");
-}
-
 TEST(WebControl, NamedProxyCarriesTheRequest) {
     LoopbackServer origin;
     origin.on("/doc", [](const auto&) { return Answer::text("direct"); });
@@ -66,14 +49,6 @@ TEST(WebControl, NamedProxyCarriesTheRequest) {
     EXPECT_EQ(fetch(w, origin.url("/doc")), "direct");
 }
 
-TEST(WebControl, PrefixBeforeTheHostIsSentAsCredentials) {
-    LoopbackServer server;
-    server.on("/doc", [](const auto& r) { return Answer::text(r.header("Authorization")); });
-    WebControl w;
-    EXPECT_EQ(fetch(w, "http://userid:password@" + server.host() + "/doc"),
-              "Basic " + QByteArray("userid:password").toBase64());
-}
-
 TEST(WebControl, HttpsIsTrustedOnlyWithTheNamedAuthority) {
     LoopbackServer server(true);
     server.on("/doc", [](const auto&) { return Answer::text("secret"); });
@@ -83,23 +58,6 @@ TEST(WebControl, HttpsIsTrustedOnlyWithTheNamedAuthority) {
     qputenv("BRIGHTQUILL_CA_FILE", LoopbackServer::ca_file().toLocal8Bit());
     EXPECT_EQ(fetch(w, server.url("/doc")), "secret");
     qunsetenv("BRIGHTQUILL_CA_FILE");
-}
-
-TEST(WebControl, ExecuteAndChunksDeliverTheWholeAnswer) {
-    LoopbackServer server;
-    std::string big(70000, 'x');
-    for (size_t i = 0; i < big.size(); ++i)
-        big[i] = char(i % 251);
-    server.on("/big", [&](const auto&) { return Answer::bytes(big); });
-    WebControl w;
-    w.Execute(server.url("/big"));
-    EXPECT_TRUE(w.StillExecuting());
-    while (w.StillExecuting())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    QByteArray all;
-    for (QByteArray c = w.GetChunk(1000); !c.isEmpty(); c = w.GetChunk(1000))
-        all += c;
-    EXPECT_EQ(all, QByteArray::fromStdString(big));
 }
 
 } // namespace

@@ -16,6 +16,8 @@ TEST_F(CancelRestart, NoNumberLostOrLoggedTwice) {
     };
     order("EP1000001\r\nXX999\r\nUS5123456\r\nWO2004012345");
     const QStringList first = logRecords();
+    EXPECT_EQ(host.status(), "Job cancelled");
+    EXPECT_EQ(host.reportsShown, 0);
     const QString list = "EP1000001,XX999,US5123456,WO04012345,";
     ASSERT_EQ(shell.started, QStringList{"brightquill [" + list + "]"});
     host.onStatus = nullptr;

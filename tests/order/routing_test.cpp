@@ -108,23 +108,17 @@ TEST_F(Dispatch, HandsEveryLineToItsRetrieverWithTheReference) {
               QStringList({"uspto_download US5123456 Case 7 1", "get_patent EP1234567 Case 7 0",
                            "uspto_download USRE35312 Case 7 1", "depatis(false) DE123 Case 7 0",
                            "get_patent WO04012345 Case 7 0", "cnpto_download CN1 Case 7 0"}));
-}
-
-TEST_F(Dispatch, DepatisBoxIsReadForEachLineAndCancelStopsTheWalk) {
-    retrievers(ctx).byName[QStringLiteral("get_patent")] = [&](RunContext& c, QString& n,
-                                                               const QString&) {
-        calls << "get_patent " + n;
-        host.depatis = true; // ticked during the run: counts from the next line
-        if (n == "EP3")
-            c.state.order_cancelled = true;
-    };
-    dispatch_list(ctx, "EP1\r\nEP2\r\nCN9\r\n", "");
-    EXPECT_EQ(calls,
-              QStringList({"get_patent EP1", "depatis(true) EP2  0", "cnpto_download CN9  0"}));
+    // The DEPATISnet box is read for each line (ticked during the run, it counts from the
+    // next), and a cancel ends the walk.
     calls.clear();
-    host.depatis = false;
-    dispatch_list(ctx, "EP3\r\nEP4\r\n", "");
-    EXPECT_EQ(calls, QStringList({"get_patent EP3"}));
+    retrievers(ctx).byName["cnpto_download"] = [&](RunContext& c, QString& n, const QString&) {
+        calls << "cnpto_download " + n;
+        host.depatis = true;
+        c.state.order_cancelled = n == "CN3";
+    };
+    dispatch_list(ctx, "CN1\r\nEP2\r\nCN3\r\nEP4\r\n", "");
+    EXPECT_EQ(calls,
+              QStringList({"cnpto_download CN1", "depatis(true) EP2  0", "cnpto_download CN3"}));
 }
 
 } // namespace

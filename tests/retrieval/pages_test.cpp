@@ -1,5 +1,4 @@
 #include "foundation/general.h"
-#include "loopback_server.h"
 #include "office_fixture.h"
 #include "retrieval/pages.h"
 #include "settings_fixture.h"
@@ -7,97 +6,58 @@
 #include <QFile>
 #include <QTimer>
 
+#include <chrono>
 #include <ctime>
-#include <map>
 #include <set>
 
 namespace {
 
-using Answer = LoopbackServer::Answer;
-
-// A page server: "/page?PG=n" answers page n of a document of `pages` pages, each labelled
-// "P<n>"; pages beyond it are an error page. failures[n] tries of page n fail first. It
-// notes the order of the requests and how many were in flight at most.
-class PageServer {
-public:
-    enum class Fault { Html, Empty, Dropped, CutOff };
-
-    explicit PageServer(int pages) {
-        for (int n = 1; n <= pages; ++n)
-            pages_[n] = onePagePdf(QString("P%1").arg(n)).toStdString();
-        server.on("/page", [this](const LoopbackServer::Request& r) {
-            const int n = std::stoi(r.query.count("PG") ? r.query.at("PG") : "0");
-            std::unique_lock<std::mutex> lock(mutex_);
-            order.push_back(n);
-            auto page = pages_.find(n);
-            if (page == pages_.end())
-                return Answer::text("<HTML><BODY>No such page</BODY></HTML>");
-            if (failures[n] > 0) {
-                --failures[n];
-                const std::string& pdf = page->second;
-                return fault == Fault::Html     ? Answer::text("<HTML><BODY>Busy</BODY></HTML>")
-                       : fault == Fault::Empty  ? Answer::bytes("")
-                       : fault == Fault::CutOff ? Answer::bytes(pdf.substr(0, pdf.size() / 2))
-                                                : Answer::drop();
-            }
-            maxInFlight = std::max(maxInFlight, ++inFlight);
-            lock.unlock();
-            std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
-            lock.lock();
-            --inFlight;
-            return Answer::bytes(page->second);
-        });
-    }
-    QString base() const { return server.url("/page?ID=X&PG="); }
-    std::vector<int> requested() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return order;
-    }
-
-    LoopbackServer server;
-    std::map<int, int> failures;
-    Fault fault = Fault::Html;
-    int delayMs = 0;
-    int inFlight = 0, maxInFlight = 0;
-
-private:
-    std::mutex mutex_;
-    std::map<int, std::string> pages_;
-    std::vector<int> order;
-};
-
 using Loop = void (*)(RunContext&, int&, const QString&, int, const QString&, const QString&,
                       const QString&);
+using Clock = std::chrono::steady_clock;
 
+// The page loops against the lookup server's page script, which hands out each page of a
+// sample document as a one-page PDF ("<id> <page>") and an error page past its end.
 class PageLoops : public OfficeTest {
 protected:
     QString out() const { return pdf + "EP1.pdf"; }
+    // A document of the lookup server; its page address up to the page number.
+    QString document(const QString& id, int pages) {
+        make_sample_pdf(samples + "/lookup/" + id + ".pdf", id, pages, 500);
+        return "http://" + sim->host("CompanyLookupHost") + "/bns.asp?ID=" + id + "&PG=";
+    }
     // Runs one loop, or without one the loop that the settings choose.
-    void run(Loop loop, PageServer& s, int count) {
+    void run(Loop loop, const QString& base, int count) {
         // As in an order, where the preamble sets it: an answer lost on a loaded machine ends
         // the request instead of holding the loop for ever.
         ctx.Inet1.RequestTimeout = 30;
         if (loop)
-            loop(ctx, count, s.base(), 10, tmp + "job42_", out(), "EP1");
+            loop(ctx, count, base, 10, tmp + "job42_", out(), "EP1");
         else
-            pages_download(ctx, count, s.base(), tmp + "job42_", out(), "EP1");
+            pages_download(ctx, count, base, tmp + "job42_", out(), "EP1");
         closeConnections();
     }
-    static QStringList labels(int n) {
-        QStringList l;
-        for (int i = 1; i <= n; ++i)
-            l << QString("P%1 1").arg(i);
-        return l;
+    // The pages of a document that were asked for, in the order the requests arrived.
+    std::vector<int> requested(const std::string& id) const {
+        std::vector<int> pages;
+        for (const std::string& t : sim->requests("CompanyLookupHost"))
+            if (t.find("ID=" + id + "&PG=") != std::string::npos)
+                pages.push_back(std::stoi(t.substr(t.find("&PG=") + 4)));
+        return pages;
     }
 };
 
 // Batches of ten, each started when the one before is done, every address with its time
 // stamp; the page slots are let go at the end. The serial loop makes the same file.
 TEST_F(PageLoops, BatchesOfTenInOrderAndTheSerialLoopMakesTheSameFile) {
-    PageServer s(23);
-    run(pages_parallel, s, 23);
-    EXPECT_EQ(pageLabels(out()), labels(23));
-    const std::vector<int> order = s.requested();
+    startSimulator();
+    const QString base = document("EP1000023", 23);
+    run(pages_parallel, base, 23);
+    const QStringList labels = pageLabels(out());
+    ASSERT_EQ(labels.size(), 23);
+    for (int n = 1; n <= 23; ++n)
+        EXPECT_EQ(labels[n - 1], QString("EP1000023 %1").arg(n));
+    const std::vector<int> order = requested("EP1000023");
     ASSERT_EQ(order.size(), 23u);
     for (int first : {1, 11, 21}) {
         std::set<int> batch, expected;
@@ -110,66 +70,65 @@ TEST_F(PageLoops, BatchesOfTenInOrderAndTheSerialLoopMakesTheSameFile) {
     EXPECT_TRUE(files().isEmpty()) << files().join(' ').toStdString();
     for (int slot = 1; slot <= 10; ++slot)
         EXPECT_FALSE(ctx.Inet2.loaded(slot)) << slot;
-    for (const auto& t : s.server.targets())
+    for (const auto& t : sim->requests("CompanyLookupHost"))
         EXPECT_NE(t.find("&PROXY="), std::string::npos) << t;
 
     const QByteArray parallel = read_file(out());
     QFile::remove(out());
-    run(pages_serial, s, 23);
+    run(pages_serial, base, 23);
     EXPECT_EQ(read_file(out()), parallel);
     EXPECT_TRUE(files().isEmpty());
 }
 
-// A page is tried ten times: nine bad answers of any kind still deliver it, ten throw the
-// whole document away, with the job files and an output file of an earlier attempt. The
-// network layer may resend a dropped request once by itself, so closed connections are
-// counted in the status texts, not at the server.
-TEST_F(PageLoops, TenTriesPerPageWholeOrNothing) {
-    const std::tuple<PageServer::Fault, int, int> faults[] = {
-        // The fault, failures that still deliver the page, and failures that don't.
-        {PageServer::Fault::Html, 9, 10},
-        {PageServer::Fault::Empty, 9, 10},
-        {PageServer::Fault::CutOff, 9, 10},
-        {PageServer::Fault::Dropped, 3, 1000}};
+// A page is tried ten times: nine bad answers still deliver it, ten throw the whole document
+// away, with the job files and an output file of an earlier attempt. The network layer may
+// resend a dropped request once by itself, so closed connections are counted in the status
+// texts, not at the server. Counts that can't be had end at the first batch that fails:
+// pages 4 to 10 in parallel, 4 in serial.
+TEST_F(PageLoops, WholeOrNothing) {
+    startSimulator();
+    int documents = 0;
     for (Loop loop : {pages_parallel, pages_serial}) {
-        for (const auto& [fault, delivered, lost] : faults) {
+        for (const auto& [drop, delivered, lost] : {std::tuple{false, 9, 10}, {true, 3, 1000}}) {
             for (int failures : {delivered, lost}) {
-                SCOPED_TRACE(std::to_string(loop == pages_serial) + " " +
-                             std::to_string(int(fault)) + " " + std::to_string(failures));
-                PageServer s(3);
-                s.fault = fault;
-                s.failures[2] = failures;
+                SCOPED_TRACE(testing::Message() << (loop == pages_serial) << drop << failures);
+                sim->options().pageFailures = failures;
+                sim->options().dropPages = drop;
+                // A document of its own: the server counts the failures of each page.
+                const std::string id = "EP20000" + std::to_string(++documents);
+                const QString base = document(QString::fromStdString(id), 3);
                 write_file(out(), "an earlier attempt");
                 host.statusHistory.clear();
-                run(loop, s, 3);
-                const bool dropped = fault == PageServer::Fault::Dropped;
-                EXPECT_EQ(pageLabels(out()), failures == delivered ? labels(3) : QStringList());
-                EXPECT_EQ(QFile::exists(out()), failures == delivered);
-                if (dropped && failures == delivered) {
-                    EXPECT_TRUE(host.statusHistory.contains("EP1 Page:2 retry 1"));
+                run(loop, base, 3);
+                const bool whole = failures == delivered;
+                EXPECT_EQ(pageLabels(out()).size(), whole ? 3 : 0);
+                EXPECT_EQ(QFile::exists(out()), whole);
+                if (drop && whole) {
+                    EXPECT_TRUE(host.statusHistory.contains("EP1 Page:1 retry 1"));
+                }
+                if (!drop) { // the page asked most often was asked ten times
+                    const auto order = requested(id);
+                    int most = 0;
+                    for (int page = 1; page <= 3; ++page)
+                        most = std::max<int>(most, std::count(order.begin(), order.end(), page));
+                    EXPECT_EQ(most, 10);
                 }
                 EXPECT_TRUE(files().isEmpty()) << files().join(' ').toStdString();
-                const auto order = s.requested();
-                if (!dropped) {
-                    EXPECT_EQ(std::count(order.begin(), order.end(), 2), 10);
-                }
                 QFile::remove(out());
             }
         }
     }
-}
-
-// Counts that can't be had end at the first batch that fails: pages 4 to 10 in parallel, 4 in
-// serial.
-TEST_F(PageLoops, AbsurdPageCountsEndWithNothing) {
+    sim->options().pageFailures = 0;
+    const QString base = document("EP1000003", 3);
     for (int count : {0, -1, 1000000000}) {
         SCOPED_TRACE(count);
-        PageServer s(3);
-        run(pages_parallel, s, count);
-        run(pages_serial, s, count);
+        const size_t before = requested("EP1000003").size();
+        run(pages_parallel, base, count);
+        run(pages_serial, base, count);
         EXPECT_FALSE(QFile::exists(out()));
         EXPECT_TRUE(files().isEmpty());
-        EXPECT_LE(s.requested().size(), count > 0 ? size_t(3 + 7 * 10 + 3 + 10) : 0u);
+        EXPECT_LE(requested("EP1000003").size() - before,
+                  count > 0 ? size_t(3 + 7 * 10 + 3 + 10) : 0u);
     }
 }
 
@@ -179,32 +138,42 @@ double processSeconds() {
     return double(t.tv_sec) + double(t.tv_nsec) / 1e9;
 }
 
-// Ten slow pages are in flight together, and the wait for them sleeps: the processor time
-// of one second in the middle of it is read by timers that the waiting loop itself runs.
-// PARPAGEDESKTOP chooses the parallel loop by its first character.
+// PARPAGEDESKTOP chooses the parallel loop by its first character. Ten slow pages are in
+// flight together (all ten arrive before the first is answered), and the wait for them
+// sleeps: the processor time of one second in the middle of it is read by timers that the
+// waiting loop itself runs.
 TEST_F(PageLoops, TenRequestsSideBySideAndTheWaitSleeps) {
-    PageServer s(10);
-    s.delayMs = 1800;
+    startSimulator();
+    const QString base = document("EP1000010", 10);
+    std::vector<Clock::time_point> arrivals;
+    std::mutex mutex;
+    sim->set_observer([&](const QString&, const std::string&) {
+        std::lock_guard<std::mutex> lock(mutex);
+        arrivals.push_back(Clock::now());
+    });
+    // How long the arrivals of one run took from the first to the last.
+    auto spread = [&](int latencyMs, const QString& setting) {
+        sim->options().latencyMs = latencyMs;
+        set_settings({{"PARPAGEDESKTOP", setting}});
+        arrivals.clear();
+        QFile::remove(out());
+        run(nullptr, base, 10);
+        EXPECT_EQ(pageLabels(out()).size(), 10);
+        std::lock_guard<std::mutex> lock(mutex);
+        return arrivals.size() == 10 ? arrivals.back() - arrivals.front() : Clock::duration::max();
+    };
+    // Serial, the arrivals are at least nine answers apart.
+    for (const auto& [value, parallel] : {std::pair{"0", false}, {"10", true}, {" 1 ", true}}) {
+        SCOPED_TRACE(value);
+        EXPECT_EQ(spread(150, value) < std::chrono::milliseconds(750), parallel);
+    }
     double from = -1, to = -1;
     QTimer::singleShot(400, [&] { from = processSeconds(); });
     QTimer::singleShot(1400, [&] { to = processSeconds(); });
-    run(nullptr, s, 10);
-    EXPECT_EQ(pageLabels(out()).size(), 10);
-    EXPECT_EQ(s.maxInFlight, 10);
+    EXPECT_LT(spread(1800, "1"), std::chrono::milliseconds(1800));
     ASSERT_GE(from, 0);
     ASSERT_GE(to, 0);
     EXPECT_LT(to - from, 0.03) << to - from << " s of processor time in one second of waiting";
-
-    s.delayMs = 100;
-    for (const auto& [value, parallel] : {std::pair{"10", true}, {" 1 ", true}, {"0", false}}) {
-        SCOPED_TRACE(value);
-        set_settings({{"PARPAGEDESKTOP", value}});
-        s.maxInFlight = 0;
-        QFile::remove(out());
-        run(nullptr, s, 10);
-        EXPECT_EQ(pageLabels(out()).size(), 10);
-        EXPECT_EQ(s.maxInFlight > 1, parallel);
-    }
 }
 
 } // namespace
