@@ -10,19 +10,13 @@
 
 #include <cstdlib>
 
-namespace {
-
-struct NoShell : Shell {
-    bool open(const QString&) override { return true; }
-    bool print(const QString&) override { return true; }
-    bool startDetached(const QString&, const QStringList&) override { return true; }
-};
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static HeadlessHost host;
-    static NoShell shell;
+    static struct : Shell {
+        bool open(const QString&) override { return true; }
+        bool print(const QString&) override { return true; }
+        bool startDetached(const QString&, const QStringList&) override { return true; }
+    } shell;
     static RunContext ctx(host, shell);
     static const QString log = [] {
         qputenv("XDG_CONFIG_HOME", (fuzz_folder() + QStringLiteral("/config")).toLocal8Bit());

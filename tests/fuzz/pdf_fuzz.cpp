@@ -8,8 +8,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static HeadlessHost host;
-    const QString in = fuzz_folder() + QStringLiteral("/in.pdf");
-    const QString out = fuzz_folder() + QStringLiteral("/out.pdf");
+    const QString in = fuzz_folder() + "/in.pdf", out = fuzz_folder() + "/out.pdf";
     write_file(in, fuzz_bytes(data, size));
     checkpdf(in);
     const int32_t handle = PDocNew(0, 0, out);
@@ -17,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     PDocRelease(handle);
     pdfnumpages(in);
     pdfnumpages(out);
-    AddBookmark(host, in, QStringLiteral("EP1"), QStringLiteral("1:Abstract,2:Claims"));
+    AddBookmark(host, in, "EP1", "1:Abstract,2:Claims");
     delete_file(out);
     return 0;
 }

@@ -7,6 +7,7 @@
 #include "pdf/pdf_library.h"
 #include "simulator.h"
 
+#include <QDataStream>
 #include <QDir>
 #include <QProcess>
 #include <QRegularExpression>
@@ -58,23 +59,17 @@ inline QString sample(const QString& dir, const QString& title, int pages) {
 }
 
 // "<title> <n>" of each page of joined sample pages, "?" for others, in the order of qpdf's
-// page tree. Its QDF form lists the pages first, then their contents.
+// page tree: its QDF form writes each page's content stream after a marker, in page order.
 inline QStringList pageLabels(const QString& path) {
-    static const QRegularExpression mark(
-        "%% Page \\d+|%% Contents for page (\\d+)|\\(([^)]*)\\) Tj "
-        "ET\\s+BT /F1 14 Tf 72 730 Td \\(Page (\\d+) of");
+    static const QRegularExpression label("\\(([^)]*)\\) Tj ET\\s+BT /F1 14 Tf 72 730 Td "
+                                          "\\(Page (\\d+) of");
+    const QStringList contents =
+        QString::fromLatin1(run("qpdf", {"--qdf", "--normalize-content=n", path, "-"}).out)
+            .split("%% Contents for page ");
     QStringList labels;
-    qsizetype page = -1;
-    const QString qdf =
-        QString::fromLatin1(run("qpdf", {"--qdf", "--normalize-content=n", path, "-"}).out);
-    for (auto it = mark.globalMatch(qdf); it.hasNext();) {
-        const auto m = it.next();
-        if (m.hasCaptured(1))
-            page = m.captured(1).toInt() - 1;
-        else if (!m.hasCaptured(2))
-            labels << "?";
-        else if (page >= 0 && page < labels.size())
-            labels[page] = m.captured(2) + ' ' + m.captured(3);
+    for (const QString& page : contents.mid(1)) {
+        const auto m = label.match(page.section("endstream", 0, 0));
+        labels << (m.hasMatch() ? m.captured(1) + ' ' + m.captured(2) : "?");
     }
     return labels;
 }
@@ -83,39 +78,31 @@ inline QStringList pageLabels(const QString& path) {
 // and the strip at stripAt; without width the ImageWidth entry is left out.
 inline QByteArray makeTiff(uint32_t width, uint32_t height, qsizetype stripAt,
                            const QByteArray& strip) {
-    QList<std::pair<int, uint32_t>> entries = {{256, width},
-                                               {257, height},
-                                               {258, 1},
-                                               {259, 4},
-                                               {262, 0},
-                                               {277, 1},
-                                               {273, uint32_t(stripAt)},
-                                               {278, height},
-                                               {279, uint32_t(strip.size())}};
-    entries.removeIf([](auto e) { return e.first == 256 && e.second == 0; });
-    QByteArray t(std::max<qsizetype>(stripAt, 14 + 12 * entries.size()), '\0');
-    auto put = [&](qsizetype at, uint32_t v, int bytes) {
-        for (int i = 0; i < bytes; ++i)
-            t[at + i] = static_cast<char>((v >> (8 * i)) & 255);
-    };
-    t.replace(0, 4, QByteArray("II*\0", 4));
-    put(4, 8, 4);
-    put(8, uint32_t(entries.size()), 2);
-    for (qsizetype i = 0, at = 10; i < entries.size(); ++i, at += 12) {
-        const bool isLong = entries[i].first >= 273 && entries[i].first != 277;
-        put(at, entries[i].first, 2);
-        put(at + 2, isLong ? 4 : 3, 2);
-        put(at + 4, 1, 4);
-        put(at + 8, entries[i].second, isLong ? 4 : 2);
+    QList<std::pair<quint16, uint32_t>> entries = {{257, height}, {258, 1},
+                                                   {259, 4},      {262, 0},
+                                                   {277, 1},      {273, uint32_t(stripAt)},
+                                                   {278, height}, {279, uint32_t(strip.size())}};
+    if (width)
+        entries.prepend({256, width});
+    QByteArray t;
+    QDataStream s(&t, QIODevice::WriteOnly);
+    s.setByteOrder(QDataStream::LittleEndian);
+    s.writeRawData("II*\0", 4);
+    s << quint32(8) << quint16(entries.size());
+    for (const auto& [tag, value] : entries) {
+        const bool isLong = tag >= 273 && tag != 277;
+        s << tag << quint16(isLong ? 4 : 3) << quint32(1);
+        isLong ? s << value : s << quint16(value) << quint16(0);
     }
-    return t.left(stripAt) + strip;
+    s << quint32(0);
+    return t.leftJustified(stripAt, '\0', true) + strip;
 }
 
 // Bytes of a repeating pattern, all 256 values.
 inline QByteArray pattern(qsizetype size) {
-    QByteArray b(size, '\0');
+    QByteArray b;
     for (qsizetype i = 0; i < size; ++i)
-        b[i] = static_cast<char>((i * 7 + 3) & 255);
+        b += char((i * 7 + 3) & 255);
     return b;
 }
 
@@ -128,7 +115,8 @@ inline ::testing::AssertionResult qpdfChecks(const QString& path, const char* to
     return ok ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << r.out.constData();
 }
 
-// Page count as qpdf sees it in the page tree; -1 when qpdf cannot read the file.
+// Page count as qpdf sees it in the page tree; -1 when qpdf cannot read the file. (Its
+// --show-npages tells the root's /Count instead, which may disagree.)
 inline int qpdfPageCount(const QString& path) {
     const RunResult r = run("qpdf", {"--show-pages", path});
     if (r.exitCode != 0 && r.exitCode != 3)
