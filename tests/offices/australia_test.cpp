@@ -35,8 +35,6 @@ TEST_F(OfficeOrders, AustraliaOrders) {
     EXPECT_EQ(ordered("AU728936"), found.arg("AU728936"));
     EXPECT_EQ(ordered("AU728936", "", Fault::None, true), found.arg("FP_AU728936"));
     EXPECT_EQ(ordered("AUA1", "", Fault::None, true), notFound.arg("FP_AUA1"));
-    for (Fault f : {Fault::Html, Fault::Huge})
-        EXPECT_EQ(ordered("AUA1", "IpAustraliaHost", f), notFound.arg("AUA1"));
     EXPECT_EQ(ordered("AUA199700001"),
               "AUA199700001|REF|Download error (AUA199700001) / Bright Quill / ");
     EXPECT_EQ(ordered("AUA1", "IpAustraliaHost", Fault::Refused, true),

@@ -49,8 +49,6 @@ TEST_F(Depatis, OrdersAgainstTheImageHost) {
         {"DE29919451U,DE1111111,CA2172863C", true, F::None, 0,
          "DE29919451 DE1111111 DE1111111 DE1111111",
          "DE29919451U" + dl + "1 Pages );DE1111111|REF|Not found (Patent not found)", ""},
-        {"#DE4446098", false, F::Refused, 0, "", "", "DE4446098 not found"},
-        {"#DE4446098", false, F::Html, 0, "DE4446098", "", "DE4446098 not found"},
         {"#DE4446098", false, F::Huge, 51000000, "DE4446098", "DE4446098" + dl + "51.00 MB )", ""},
     };
     for (const auto& [list, box, fault, hugeBytes, asked, log, status] : cases) {

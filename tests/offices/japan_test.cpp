@@ -57,7 +57,6 @@ TEST_F(Japan, OrderedAndFetched) {
     using F = Simulator::Fault;
     const std::tuple<const char*, F, qint64, const char*> rows[] = {
         {"CompanyLookupHost", F::Huge, -1, ""},
-        {"JpoDocumentHost", F::Refused, 0, "0.00 MB"},
         {"JpoDocumentHost", F::Huge, 12'000'000, "12.00 MB"},
         {"elsewhere", F::None, 9, "0.00 MB"},
     };

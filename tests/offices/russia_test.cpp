@@ -30,7 +30,6 @@ TEST_F(Russia, DocumentsAreJudgedBySize) {
     sim->options().hugeBytes = 9000;
     write_file(pdf + "RU2000003.pdf", QByteArray(7999, '%'));
     for (auto [n, fault, word] : {std::tuple{"RU2000003", F::None, "Download error (RU2000003)"},
-                                  {"RU2258034", F::Refused, "Download error (RU2258034)"},
                                   {"RU2258034", F::Huge, "Downloaded (0.01 MB )"}}) {
         closeConnections();
         sim->set_fault("FipsHost", fault);
