@@ -83,7 +83,3 @@ QByteArray onePagePdf(const QString& label, int bytes = 2000);
 // The pages of a PDF as their sample labels: "TITLE p" per page, in file order, read with
 // qpdf; empty when qpdf can't read the file.
 QStringList pageLabels(const QString& file);
-
-// An answer that makes the request fail for certain: a redirect to a port that is bound for
-// good but never listens, so every connection to it is refused.
-LoopbackServer::Answer refused();
