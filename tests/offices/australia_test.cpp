@@ -1,6 +1,7 @@
 // IP Australia: searches, result pages, orders against the simulated office, the size test.
 #include "office_orders.h"
 #include "offices/australia.h"
+#include "settings_fixture.h"
 
 TEST(AustraliaNumbers, SearchesAndResultPages) {
     // The simple search's query, between its fixed path and its fixed procedure.
@@ -44,7 +45,7 @@ TEST_F(OfficeOrders, AustraliaOrders) {
 
 // Fetched or cached, a file below 800 bytes is dropped; a cached file costs one search.
 TEST_F(OfficeOrders, AustraliaDropsFilesBelow800Bytes) {
-    serveRoles({"IpAustraliaHost"});
+    point_roles({"IpAustraliaHost"}, server.host());
     std::string page = R"(<A HREF="pdf/AU1.pdf">Full Document</A>)";
     size_t bytes = 799;
     server.on("/aub/aub_pages_1.process_simple_search",

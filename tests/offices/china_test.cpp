@@ -4,6 +4,7 @@
 #include "offices/china.h"
 #include "order_fixture.h"
 #include "retrieval/retrievers.h"
+#include "settings_fixture.h"
 #include "uspto_samples.h"
 
 #include <QDir>
@@ -103,8 +104,9 @@ class SipoByHand : public OfficeTest {
 protected:
     void SetUp() override {
         OfficeTest::SetUp();
-        serveRoles(
-            {"SipoPatentHost", "CompanyServicesHost", "CompanyWebHost", "CompanyMirrorHost"});
+        point_roles(
+            {"SipoPatentHost", "CompanyServicesHost", "CompanyWebHost", "CompanyMirrorHost"},
+            server.host());
         server.on("/uspto.lib",
                   [](auto&) { return Answer::bytes(program("tiff2pdf").toStdString()); });
         retrievers(ctx).byName["get_patent"] = [this](RunContext& c, QString& n, const QString&) {

@@ -70,11 +70,12 @@ class UsptoTest : public OfficeTest {
 protected:
     void SetUp() override {
         OfficeTest::SetUp();
-        serveRoles({"UsptoPdfPatentHost", "UsptoPdfApplicationHost", "UsptoPatentTextHost",
-                    "UsptoApplicationTextHost", "UsptoPatentViewerHost1", "UsptoPatentViewerHost2",
-                    "UsptoPatentViewerHost3", "UsptoApplicationViewerHost1",
-                    "UsptoApplicationViewerHost2", "CompanyWebHost", "CompanyMirrorHost",
-                    "CompanyLookupHost"});
+        point_roles({"UsptoPdfPatentHost", "UsptoPdfApplicationHost", "UsptoPatentTextHost",
+                     "UsptoApplicationTextHost", "UsptoPatentViewerHost1", "UsptoPatentViewerHost2",
+                     "UsptoPatentViewerHost3", "UsptoApplicationViewerHost1",
+                     "UsptoApplicationViewerHost2", "CompanyWebHost", "CompanyMirrorHost",
+                     "CompanyLookupHost"},
+                    server.host());
     }
     static QString lib() { return converter("uspto.lib"); }
     static void reset_lib() {

@@ -69,10 +69,6 @@ void OfficeTest::startSimulator(Simulator::Options options) {
     sim->write_host_roles(settings_key);
 }
 
-void OfficeTest::serveRoles(std::initializer_list<const char*> roles) {
-    point_roles(roles, server.host());
-}
-
 void OfficeTest::note(const QString& event) {
     std::lock_guard<std::mutex> lock(mutex_);
     events_ << event;

@@ -40,8 +40,6 @@ protected:
     // The simulator with every role of this build, its hosts in the settings. Requests to
     // the lookup scripts become events: "cache", "bnsinfo", "ps", "frbdoc".
     void startSimulator(Simulator::Options options = {});
-    // Points these roles at the hand-answered loopback server.
-    void serveRoles(std::initializer_list<const char*> roles);
 
     // Events in the order they happened; safe from the serving threads.
     void note(const QString& event);
