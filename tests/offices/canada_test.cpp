@@ -44,6 +44,8 @@ TEST_F(OfficeOrders, CanadaOrders) {
               "FP_CA2172863|REF|Downloaded (1 Pages ) / FP_CA2172863 Done / FP_CA2172863.pdf");
     EXPECT_EQ(pageLabels(file("FP_CA2172863")), QStringList{"CA2172863 coverpage 1"});
     EXPECT_EQ(ctx.state.report_text, "FP_CA2172863  \tFront page\r\n");
+    EXPECT_EQ(called(canada_download, "ca-2172863/"),
+              "CA2172863||Downloaded (9 Pages ) / CA2172863 Done / CA2172863.pdf");
     EXPECT_EQ(called(canada_download, "CA2172863", "CA2172863", 799),
               "CA2172863||Download error (CA2172863) / CA2172863 Retrieved from cache / ");
     // A cancel while the sections come leaves no joined file, no job file, no log line.

@@ -192,7 +192,6 @@ TEST_F(Certificates, ConverterFromTheWebHostThenTheMirror) {
         bool converted;
         bool mirrorAsked;
     } cases[] = {
-        {"web host", false, tiff2pdf, false, none, "tiff2pdf", true, false},
         {"mirror only", true, none, true, tiff2pdf, "tiff2pdf", true, true},
         {"neither: built-in writer", true, none, false, none, "-", true, true},
         {"empty from the web host", false, Answer::bytes(""), false, tiff2pdf, "", false, false},

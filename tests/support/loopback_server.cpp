@@ -35,7 +35,7 @@ QString LoopbackServer::ca_file() {
     return QString::fromStdString(tlsDir() + "ca.pem");
 }
 
-LoopbackServer::LoopbackServer(bool tls) {
+LoopbackServer::LoopbackServer(bool tls) : tls_(tls) {
     if (tls)
         server_ = std::make_unique<httplib::SSLServer>((tlsDir() + "server.pem").c_str(),
                                                        (tlsDir() + "server.key").c_str());
@@ -104,6 +104,10 @@ void LoopbackServer::onAny(Handler handler) {
 
 QString LoopbackServer::host() const {
     return QStringLiteral("127.0.0.1:%1").arg(port_);
+}
+
+QString LoopbackServer::url(const std::string& pathAndQuery) const {
+    return (tls_ ? "https://" : "http://") + host() + QString::fromStdString(pathAndQuery);
 }
 
 std::vector<LoopbackServer::Request> LoopbackServer::requests() const {

@@ -55,6 +55,7 @@ public:
 
     // "127.0.0.1:port": a host role value.
     QString host() const;
+    QString url(const std::string& pathAndQuery) const;
 
     std::vector<Request> requests() const;
     std::vector<std::string> targets() const; // the request targets, in order
@@ -67,6 +68,7 @@ public:
 private:
     Answer dispatch(const Request& r);
 
+    bool tls_;
     std::unique_ptr<httplib::Server> server_;
     std::thread thread_;
     int port_ = 0;
