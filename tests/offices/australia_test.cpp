@@ -1,6 +1,7 @@
 // IP Australia: searches, result pages, orders against the simulated office, the size test.
 #include "office_orders.h"
 #include "offices/australia.h"
+#include "settings_fixture.h"
 
 TEST(AustraliaNumbers, SearchesAndResultPages) {
     // The simple search's query, between its fixed path and its fixed procedure.
@@ -35,8 +36,6 @@ TEST_F(OfficeOrders, AustraliaOrders) {
     EXPECT_EQ(ordered("AU728936"), found.arg("AU728936"));
     EXPECT_EQ(ordered("AU728936", "", Fault::None, true), found.arg("FP_AU728936"));
     EXPECT_EQ(ordered("AUA1", "", Fault::None, true), notFound.arg("FP_AUA1"));
-    for (Fault f : {Fault::Html, Fault::Huge})
-        EXPECT_EQ(ordered("AUA1", "IpAustraliaHost", f), notFound.arg("AUA1"));
     EXPECT_EQ(ordered("AUA199700001"),
               "AUA199700001|REF|Download error (AUA199700001) / Bright Quill / ");
     EXPECT_EQ(ordered("AUA1", "IpAustraliaHost", Fault::Refused, true),
@@ -46,7 +45,7 @@ TEST_F(OfficeOrders, AustraliaOrders) {
 
 // Fetched or cached, a file below 800 bytes is dropped; a cached file costs one search.
 TEST_F(OfficeOrders, AustraliaDropsFilesBelow800Bytes) {
-    serveRoles({"IpAustraliaHost"});
+    point_roles({"IpAustraliaHost"}, server.host());
     std::string page = R"(<A HREF="pdf/AU1.pdf">Full Document</A>)";
     size_t bytes = 799;
     server.on("/aub/aub_pages_1.process_simple_search",

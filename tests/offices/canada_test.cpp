@@ -31,10 +31,6 @@ TEST_F(OfficeOrders, CanadaOrders) {
     const QString notFound = "%1|REF| (Patent not found) / %1 -  (Patent not found) / ";
     EXPECT_EQ(ordered("CA2000001"), notFound.arg("CA2000001")); // no cover page
     EXPECT_EQ(ordered("CA2300000"), "CA2300000|REF|Download error (CA2300000) / CA2300000 Done / ");
-    for (Fault f : {Fault::Html, Fault::Huge})
-        EXPECT_EQ(ordered("CA2", "CipoHost", f), notFound.arg("CA2"));
-    EXPECT_EQ(ordered("CA2", "CipoHost", Fault::Refused),
-              QString(notFound).replace(" (", "Timeout @ the CIPO server (").arg("CA2"));
     // An abstract that is an error page and claims cut short add nothing.
     EXPECT_EQ(ordered("CA2000002"), "CA2000002|REF|Downloaded (1 Pages ) / CA2000002 Done / "
                                     "CA2000002.pdf");

@@ -39,18 +39,10 @@ TEST_F(Depatis, OrdersAgainstTheImageHost) {
          "DE4446098 DE1111111 WO991200345",
          "DE4446098C2" + dl + "3 Pages );DE4446098C2|REF|Retrieved from cache (3 Pages )",
          "WO9912345 not found"},
-        // The chain's tries.
-        {"DE29919451U,EP1777777B1,JP2005123456,WO0187777", false, F::None, 0,
-         "DE29919451 EP1777777 JP2005123456 WO2001087777",
-         "DE29919451U" + dl + "1 Pages );EP1777777B1" + dl + "2 Pages );JP2005123456" + dl +
-             "2 Pages );WO0187777" + dl + "2 Pages )",
-         ""},
         // The box: DEPATISnet first, then the chain with its own two tries.
         {"DE29919451U,DE1111111,CA2172863C", true, F::None, 0,
          "DE29919451 DE1111111 DE1111111 DE1111111",
          "DE29919451U" + dl + "1 Pages );DE1111111|REF|Not found (Patent not found)", ""},
-        {"#DE4446098", false, F::Refused, 0, "", "", "DE4446098 not found"},
-        {"#DE4446098", false, F::Html, 0, "DE4446098", "", "DE4446098 not found"},
         {"#DE4446098", false, F::Huge, 51000000, "DE4446098", "DE4446098" + dl + "51.00 MB )", ""},
     };
     for (const auto& [list, box, fault, hugeBytes, asked, log, status] : cases) {

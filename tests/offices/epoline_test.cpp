@@ -50,7 +50,6 @@ TEST_F(Epoline, OrdersAgainstTheFileInspection) {
         {"FWEP20030001234", F::None, 5000, fw, "FWEP20030001234 Done", 0},
         {"FWEP20030001234", F::None, 900, gone, empty, -1},
         {"FWEP19999999999", F::None, 0, "FWEP19999999999 Not found", "", -1},
-        {"FWEP19990402065", F::Refused, 0, "FWEP19990402065 Not found", "", -1},
         {"FWEP19990402065", F::Huge, 0, "FWEP19990402065 Not found", "", -1},
     };
     for (const auto& [number, fault, bytes, result, status, pages] : cases) {

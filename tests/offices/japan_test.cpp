@@ -2,7 +2,7 @@
 #include "foundation/general.h"
 #include "offices/japan.h"
 #include "order_fixture.h"
-#include "retrieval/retrievers.h"
+#include "settings_fixture.h"
 
 #include <QDir>
 
@@ -23,21 +23,16 @@ TEST(JapanNumbers, OfficeFormAndLookupAnswer) {
 
 using Japan = OrderTest;
 
-// After Espacenet the lookup is asked with the kind put back; a miss goes on to DEPATISnet.
+// After Espacenet the lookup is asked with the kind put back.
 TEST_F(Japan, OrderedAndFetched) {
     startSimulator();
     sim->set_observer([this](const QString&, const std::string& t) {
         if (t.rfind("/bnsinfo.asp", 0) == 0 || t.rfind("/jp.asp", 0) == 0)
             note(QString::fromStdString(t).section('=', 1) + "@" + t.substr(1, 2).c_str());
     });
-    retrievers(ctx).depatis_download = [this](RunContext&, QString& n, const QString&, bool) {
-        note(n + "@depatis");
-    };
     const std::tuple<const char*, const char*, const char*> chains[] = {
         {"JP2003123456B2", "Downloaded (4 Pages )", "JP2003123456B2@bn JP2003123456B2@jp"},
         {"JP2005234567", "Downloaded (2 Pages )", "JP2005234567@bn JP2005234567@jp"},
-        {"JP2003999999B2", "Not found (Patent not found)",
-         "JP2003999999B2@bn JP2003999999B2@jp JP2003999999B2@depatis JP2003999999B2@depatis"},
     };
     for (const auto& [number, log, chain] : chains) {
         const qsizetype before = events().size();
@@ -48,17 +43,15 @@ TEST_F(Japan, OrderedAndFetched) {
     }
 
     // Whatever the document host answers is the document; a lookup without a link isn't logged.
-    sim->options().hugeBytes = 12'000'000;
     LoopbackServer elsewhere(true);
     elsewhere.onAny([](const auto&) { return LoopbackServer::Answer::bytes("not a pdf"); });
     server.onAny([&](const auto&) {
-        return LoopbackServer::Answer::text("see " + elsewhere.url("/x.pdf").toStdString());
+        return LoopbackServer::Answer::text("see https://" + elsewhere.host().toStdString() +
+                                            "/x.pdf");
     });
     using F = Simulator::Fault;
     const std::tuple<const char*, F, qint64, const char*> rows[] = {
-        {"CompanyLookupHost", F::Huge, -1, ""},
-        {"JpoDocumentHost", F::Refused, 0, "0.00 MB"},
-        {"JpoDocumentHost", F::Huge, 12'000'000, "12.00 MB"},
+        {"CompanyLookupHost", F::Html, -1, ""},
         {"elsewhere", F::None, 9, "0.00 MB"},
     };
     const QString doc = pdf + "JP2003123456B2.pdf";
@@ -68,7 +61,7 @@ TEST_F(Japan, OrderedAndFetched) {
         closeConnections(); // a server that stops waits for kept-alive connections
         sim->set_fault(role, fault);
         if (QString(role) == "elsewhere")
-            serveRoles({"CompanyLookupHost"});
+            point_roles({"CompanyLookupHost"}, server.host());
         QString number = "jp-2003123456b2";
         jpo_download(ctx, number, "");
         sim->set_fault(role, F::None);

@@ -23,11 +23,8 @@ protected:
     }
     QString ordered(const QString& number, const char* role = "", Fault fault = Fault::None,
                     bool fp = false) {
-        if (!sim) {
-            Simulator::Options options;
-            options.hugeBytes = 51LL << 20; // above 50 MB
-            startSimulator(options);
-        }
+        if (!sim)
+            startSimulator();
         QDir(pdf).removeRecursively();
         sim->set_fault(role, fault);
         closeConnections();

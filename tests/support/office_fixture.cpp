@@ -15,10 +15,6 @@
 #include <QNetworkAccessManager>
 #include <QRegularExpression>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 void OfficeTest::SetUp() {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
     root = test_root() + "/ret/" + QString(info->test_suite_name()).replace('/', '_') + '.' +
@@ -73,10 +69,6 @@ void OfficeTest::startSimulator(Simulator::Options options) {
     sim->write_host_roles(settings_key);
 }
 
-void OfficeTest::serveRoles(std::initializer_list<const char*> roles) {
-    point_roles(roles, server.host());
-}
-
 void OfficeTest::note(const QString& event) {
     std::lock_guard<std::mutex> lock(mutex_);
     events_ << event;
@@ -120,20 +112,6 @@ QString OfficeTest::converter(const char* name) {
 
 QByteArray OfficeTest::program(const char* name) {
     return read_file(QStringLiteral("/usr/bin/") + QLatin1String(name));
-}
-
-LoopbackServer::Answer refused() {
-    static const std::string url = [] {
-        const int fd = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof a;
-        bind(fd, reinterpret_cast<sockaddr*>(&a), size);
-        getsockname(fd, reinterpret_cast<sockaddr*>(&a), &size);
-        return "http://127.0.0.1:" + std::to_string(ntohs(a.sin_port)) + "/refused";
-    }();
-    return LoopbackServer::Answer::redirect(url);
 }
 
 QByteArray onePagePdf(const QString& label, int bytes) {

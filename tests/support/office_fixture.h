@@ -40,8 +40,6 @@ protected:
     // The simulator with every role of this build, its hosts in the settings. Requests to
     // the lookup scripts become events: "cache", "bnsinfo", "ps", "frbdoc".
     void startSimulator(Simulator::Options options = {});
-    // Points these roles at the hand-answered loopback server.
-    void serveRoles(std::initializer_list<const char*> roles);
 
     // Events in the order they happened; safe from the serving threads.
     void note(const QString& event);
@@ -83,7 +81,3 @@ QByteArray onePagePdf(const QString& label, int bytes = 2000);
 // The pages of a PDF as their sample labels: "TITLE p" per page, in file order, read with
 // qpdf; empty when qpdf can't read the file.
 QStringList pageLabels(const QString& file);
-
-// An answer that makes the request fail for certain: a redirect to a port that is bound for
-// good but never listens, so every connection to it is refused.
-LoopbackServer::Answer refused();

@@ -35,11 +35,9 @@ int main(int argc, char** argv) {
     // Dates in the log are compared as text: one locale for every run.
     qputenv("LC_ALL", "C");
     qputenv("LANG", "C");
-    qunsetenv("http_proxy");
-    qunsetenv("https_proxy");
-    qunsetenv("HTTP_PROXY");
-    qunsetenv("HTTPS_PROXY");
-    qunsetenv("BRIGHTQUILL_CA_FILE");
+    for (const char* name :
+         {"http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "BRIGHTQUILL_CA_FILE"})
+        qunsetenv(name);
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 
