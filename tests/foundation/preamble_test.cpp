@@ -1,6 +1,4 @@
 #include "foundation/general.h"
-#include "foundation/host.h"
-#include "foundation/run_context.h"
 #include "foundation/web.h"
 #include "recording_shell.h"
 #include "settings_fixture.h"

@@ -36,6 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             std::abort();
     }
     ctx.state.report_text.clear();
-    ctx.state.outcomes.clear();
+    ctx.state.tallies.clear();
+    ctx.state.delivered_files.clear();
     return 0;
 }

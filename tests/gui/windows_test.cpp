@@ -86,29 +86,6 @@ TEST_F(Windows, VersionCheckAtStartUp) {
     EXPECT_EQ(sim->requests(kServices), std::vector<std::string>(2, "/bqdver.txt"));
 }
 
-TEST_F(Windows, WindowStaysPaintedWhileTheVersionServerIsSlow) {
-    sim->options().slowMs = 1500;
-    sim->set_fault(kServices, Simulator::Fault::Slow);
-    QLabel* status = child<QLabel>(form.get(), "LB");
-    int paints = 0, paintsDuringWait = -1;
-    struct Counter : QObject {
-        int& n;
-        explicit Counter(int& count) : n(count) {}
-        bool eventFilter(QObject*, QEvent* e) override {
-            n += e->type() == QEvent::Paint;
-            return false;
-        }
-    } counter(paints);
-    status->installEventFilter(&counter);
-    QTimer::singleShot(300, [&] {
-        form->setStatus("waiting");
-        paints = 0;
-    });
-    QTimer::singleShot(900, [&] { paintsDuringWait = paints; });
-    form->load("");
-    EXPECT_GT(paintsDuringWait, 0);
-}
-
 TEST_F(Windows, ImportReadsTheFileAsTheChosenFilterSays) {
     const QString file = test_root() + "/list.rtf", huge = test_root() + "/huge.txt";
     write_file(file, "EP1234567,EP7654321\r\n");
@@ -287,15 +264,18 @@ TEST_F(Windows, ReportListsOpensAndPrints) {
     QDir().mkpath(folder);
     write_file(folder + "EP1234567.pdf", "%PDF");
     write_file(folder + "WO04012345.pdf", "%PDF");
+    write_file(folder + "MTJP2.htm", "<html>");
     ctx.state.report_folder = folder;
     ctx.state.report_text = report_line("EP1234567", "Downloaded (3 Pages )") + "\r\n" +
                             report_line("WO04012345", "Downloaded (7 Pages )") + "\r\n" +
-                            report_line("JP2001123456", "Not found (Patent not found)") + "\r\n";
+                            report_line("JP2001123456", "Not found (Patent not found)") + "\r\n" +
+                            report_line("MTJP2", "Translated") + "\r\n";
     ReportWindow report(ctx, "Case 7");
-    ASSERT_EQ(report.list()->count(), 3);
+    ASSERT_EQ(report.list()->count(), 4);
     report.openLine(0);
     report.openLine(2); // not found: nothing opens
-    EXPECT_EQ(shell.opened, QStringList({folder + "EP1234567.pdf"}));
+    report.openLine(3); // no PDF: the translation's page
+    EXPECT_EQ(shell.opened, QStringList({folder + "EP1234567.pdf", folder + "MTJP2.htm"}));
     child<QPushButton>(&report, "Command4")->click(); // check all
     report.list()->item(0)->setCheckState(Qt::Unchecked);
     child<QPushButton>(&report, "Command3")->click(); // print checked

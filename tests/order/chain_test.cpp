@@ -1,6 +1,5 @@
 #include "foundation/general.h"
 #include "foundation/log.h"
-#include "loopback_server.h"
 #include "order/order_run.h"
 #include "order_fixture.h"
 #include "retrieval/get_patent.h"
@@ -118,7 +117,7 @@ TEST_F(Chain, CompanyCacheRules) {
         return Answer::text("HTTP://" + server.host().toStdString() + "/Files/" + pn + ".PDF");
     });
     server.onAny([&](const Request&) { return Answer::bytes(body); });
-    serveRoles({"CompanyWebHost"});
+    point_roles({"CompanyWebHost"}, server.host());
 
     const std::string pdf3 = read_file(samples + "/cache/JP2001123456.pdf").toStdString();
     const struct {

@@ -1,14 +1,10 @@
 #include "foundation/general.h"
-#include "foundation/host.h"
 #include "foundation/log.h"
 #include "foundation/registry.h"
-#include "foundation/run_context.h"
 #include "office_fixture.h"
 #include "order/order_run.h"
-#include "recording_shell.h"
 #include "retrieval/retrievers.h"
 #include "settings_fixture.h"
-#include "test_env.h"
 
 #include <QDir>
 #include <QFile>
@@ -28,9 +24,12 @@ protected:
     QString pdf;
 };
 
-// The raw command line: the kind of action, and what lands in Text1 and Text2.
+// The raw command line: the kind of action, and what lands in Text1 and Text2. A list file
+// loses its punctuation.
 TEST_F(OrderRun, CommandLines) {
     using K = CommandLineAction::Kind;
+    const QString file = test_root() + "/Numbers List.txt";
+    write_file(file, "EP 1.234.567\nWO2004/012345,\r\nUS5-123-456\n");
     const std::tuple<QString, K, QString, QString> cases[] = {
         {"/P:EP1234567,WO0012345 /R:CASE 7", K::RunOrder, "EP1234567\r\nWO0012345", "CASE 7"},
         {"/p:ep1 /r: case a/b ", K::RunOrder, "EP1", "CASE A/B"},
@@ -39,6 +38,7 @@ TEST_F(OrderRun, CommandLines) {
         {"EP1,WO2", K::ShowList, "EP1\r\nWO2", ""},
         {"ab", K::Ignore, "unchanged", ""},
         {"/F:/no/such/file.txt", K::ShowList, "/F:/no/such/file.txt", ""},
+        {"/F:" + file, K::RunOrder, "EP 1234567\r\nWO2004012345\r\nUS5123456\r\n", ""},
     };
     for (const auto& [raw, kind, text1, text2] : cases) {
         host.setText1("unchanged");
@@ -46,14 +46,6 @@ TEST_F(OrderRun, CommandLines) {
         EXPECT_EQ(handle_command_line(ctx, raw).kind, kind) << raw.toStdString();
         EXPECT_EQ(host.text1() + '|' + host.text2(), text1 + '|' + text2);
     }
-}
-
-TEST_F(OrderRun, FileListsLoseTheirPunctuation) {
-    const QString file = test_root() + "/Numbers List.txt";
-    write_file(file, "EP 1.234.567\nWO2004/012345,\r\nUS5-123-456\n");
-    const CommandLineAction a = handle_command_line(ctx, "/F:" + file);
-    EXPECT_EQ(a.kind, CommandLineAction::RunOrder);
-    EXPECT_EQ(host.text1(), "EP 1234567\r\nWO2004012345\r\nUS5123456\r\n");
 }
 
 TEST_F(OrderRun, RunsTheListAndShowsTheReport) {

@@ -1,15 +1,12 @@
 #include "foundation/general.h"
-#include "foundation/host.h"
 #include "foundation/log.h"
 #include "foundation/registry.h"
-#include "foundation/run_context.h"
 #include "order/report_log.h"
 #include "recording_shell.h"
 #include "settings_fixture.h"
 #include "test_env.h"
 
 #include <QDir>
-#include <QFile>
 
 #include <gtest/gtest.h>
 
@@ -33,18 +30,6 @@ TEST(ReportLine, FileBehindALine) {
     };
     for (const Case& c : cases)
         EXPECT_EQ(report_line_file(c.line, folder), c.file) << c.line.toStdString();
-}
-
-TEST(ReportLine, DoubleClickOpensThePdfOrElseTheHtmlPage) {
-    const QString folder = test_root() + "/report/";
-    QDir().mkpath(folder);
-    write_file(folder + "EP1.pdf", "%PDF");
-    write_file(folder + "JP2.htm", "<html>");
-    RecordingShell shell;
-    open_report_line(shell, report_line("EP1", "Downloaded"), folder);
-    open_report_line(shell, report_line("JP2", "Downloaded"), folder);
-    open_report_line(shell, "EP3  \tNOT FOUND", folder);
-    EXPECT_EQ(shell.opened, QStringList({folder + "EP1.pdf", folder + "JP2.htm"}));
 }
 
 TEST_F(RunTest, ViewLogReadsTheOldKeyAndOpensACopy) {

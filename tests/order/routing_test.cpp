@@ -1,5 +1,3 @@
-#include "foundation/host.h"
-#include "foundation/run_context.h"
 #include "offices/office_table.h"
 #include "order/routing.h"
 #include "recording_shell.h"

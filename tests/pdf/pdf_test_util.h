@@ -58,22 +58,6 @@ inline QString sample(const QString& dir, const QString& title, int pages) {
     return dir + '/' + title + ".pdf";
 }
 
-// "<title> <n>" of each page of joined sample pages, "?" for others, in the order of qpdf's
-// page tree: its QDF form writes each page's content stream after a marker, in page order.
-inline QStringList pageLabels(const QString& path) {
-    static const QRegularExpression label("\\(([^)]*)\\) Tj ET\\s+BT /F1 14 Tf 72 730 Td "
-                                          "\\(Page (\\d+) of");
-    const QStringList contents =
-        QString::fromLatin1(run("qpdf", {"--qdf", "--normalize-content=n", path, "-"}).out)
-            .split("%% Contents for page ");
-    QStringList labels;
-    for (const QString& page : contents.mid(1)) {
-        const auto m = label.match(page.section("endstream", 0, 0));
-        labels << (m.hasMatch() ? m.captured(1) + ' ' + m.captured(2) : "?");
-    }
-    return labels;
-}
-
 // A little-endian G4 TIFF with its directory at byte 8 (tag, type 3 or 4, one value each)
 // and the strip at stripAt; without width the ImageWidth entry is left out.
 inline QByteArray makeTiff(uint32_t width, uint32_t height, qsizetype stripAt,

@@ -1,5 +1,4 @@
 #include "foundation/general.h"
-#include "loopback_server.h"
 #include "office_fixture.h"
 #include "retrieval/company.h"
 #include "retrieval/kit.h"
@@ -30,7 +29,7 @@ protected:
                           const Request&) { return Answer::bytes(doc); });
         server.on("/html.pdf", [](const Request&) { return Answer::text("<html>busy</html>"); });
         server.on("/tiny.pdf", [](const Request&) { return Answer::bytes(tinyPdf); });
-        serveRoles({"CompanyServicesHost"});
+        point_roles({"CompanyServicesHost"}, server.host());
     }
     void reply(const std::string& text) {
         server.on("/lookup/wipop2.asp", [text](const Request&) { return Answer::text(text); });

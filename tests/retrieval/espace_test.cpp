@@ -1,5 +1,4 @@
 #include "foundation/general.h"
-#include "loopback_server.h"
 #include "office_fixture.h"
 #include "retrieval/espace.h"
 #include "retrieval/kit.h"
@@ -72,7 +71,7 @@ protected:
                 return Answer::text("<HTML><BODY>No such page</BODY></HTML>");
             return Answer::bytes(pages_.at(query(r, "PG")));
         });
-        serveRoles({"CompanyLookupHost"});
+        point_roles({"CompanyLookupHost"}, server.host());
     }
     void reply(const Answer& answer) {
         server.on("/bnsinfo.asp", [answer](const Request&) { return answer; });

@@ -2,12 +2,9 @@
 
 #include "foundation/general.h"
 #include "foundation/registry.h"
-#include "loopback_server.h"
 #include "offices/office_table.h"
 #include "retrieval/get_patent.h"
 #include "settings_fixture.h"
-
-#include <qpdf/qpdf-c.h>
 
 #include <QCoreApplication>
 #include <QDir>
@@ -120,31 +117,4 @@ QByteArray onePagePdf(const QString& label, int bytes) {
     const QByteArray data = read_file(file);
     QFile::remove(file);
     return data;
-}
-
-QStringList pageLabels(const QString& file) {
-    QStringList labels;
-    static const QRegularExpression title(
-        QStringLiteral("\\(([^)]*)\\) Tj ET\\s*BT /F1 14 Tf 72 730 Td \\(Page (\\d+) of"));
-    qpdf_data q = qpdf_init();
-    qpdf_silence_errors(q);
-    qpdf_set_suppress_warnings(q, QPDF_TRUE);
-    if (QFile::exists(file) &&
-        !(qpdf_read(q, QFile::encodeName(file).constData(), nullptr) & QPDF_ERRORS)) {
-        const int pages = qpdf_get_num_pages(q);
-        for (int i = 0; i < pages; ++i) {
-            unsigned char* data = nullptr;
-            size_t length = 0;
-            QString text;
-            if (!(qpdf_oh_get_page_content_data(q, qpdf_get_page_n(q, size_t(i)), &data, &length) &
-                  QPDF_ERRORS))
-                text = QString::fromLatin1(reinterpret_cast<const char*>(data), qsizetype(length));
-            free(data);
-            const QRegularExpressionMatch m = title.match(text);
-            labels << (m.hasMatch() ? m.captured(1) + QLatin1Char(' ') + m.captured(2)
-                                    : QStringLiteral("?"));
-        }
-    }
-    qpdf_cleanup(&q);
-    return labels;
 }

@@ -77,7 +77,3 @@ private:
 
 // A one-page PDF whose page shows label, of about bytes bytes.
 QByteArray onePagePdf(const QString& label, int bytes = 2000);
-
-// The pages of a PDF as their sample labels: "TITLE p" per page, in file order, read with
-// qpdf; empty when qpdf can't read the file.
-QStringList pageLabels(const QString& file);

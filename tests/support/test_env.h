@@ -7,6 +7,10 @@
 // XDG_DATA_HOME, TMPDIR and HOME all point below it.
 QString test_root();
 
+// "<title> <n>" of each page of a PDF made of the simulator's sample pages, "?" for any other
+// page, in the order of the page tree as qpdf reads it; empty when qpdf cannot read the file.
+QStringList pageLabels(const QString& pdf);
+
 #include <ostream>
 
 // Readable QStrings and QStringLists in test failure messages.

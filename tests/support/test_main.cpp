@@ -7,6 +7,8 @@
 #endif
 #include <QCoreApplication>
 #include <QDir>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -19,6 +21,22 @@ QTemporaryDir* g_root = nullptr;
 
 QString test_root() {
     return g_root->path();
+}
+
+QStringList pageLabels(const QString& pdf) {
+    // qpdf's QDF form writes each page's content stream behind a marker, in page order.
+    QProcess qpdf;
+    qpdf.start("qpdf", {"--qdf", "--normalize-content=n", pdf, "-"});
+    qpdf.waitForFinished(-1);
+    static const QRegularExpression label("\\(([^)]*)\\) Tj ET\\s+BT /F1 14 Tf 72 730 Td "
+                                          "\\(Page (\\d+) of");
+    QStringList labels;
+    for (const QString& page :
+         QString::fromLatin1(qpdf.readAllStandardOutput()).split("%% Contents for page ").mid(1)) {
+        const auto m = label.match(page.section("endstream", 0, 0));
+        labels << (m.hasMatch() ? m.captured(1) + ' ' + m.captured(2) : "?");
+    }
+    return labels;
 }
 
 int main(int argc, char** argv) {
