@@ -43,10 +43,25 @@ public:
     // "stall", "redirect", "huge"), for the command line.
     static bool fault_by_name(const QString& name, Fault& fault);
 
+    // An option that may be changed while the servers answer: read and written whole.
+    template <typename T> class Live {
+    public:
+        Live(T value = T()) : value_(value) {}
+        Live(const Live& other) : value_(other.value_.load()) {}
+        Live& operator=(const Live& other) {
+            value_ = other.value_.load();
+            return *this;
+        }
+        operator T() const { return value_.load(); }
+
+    private:
+        std::atomic<T> value_;
+    };
+
     struct Options {
-        int latencyMs = 0;      // time from a request's arrival to its answer
-        int pageFailures = 0;   // every page request fails this often before it succeeds
-        bool dropPages = false; // page failures close the connection instead of answering HTML
+        Live<int> latencyMs = 0;      // time from a request's arrival to its answer
+        Live<int> pageFailures = 0;   // every page request fails this often before it succeeds
+        Live<bool> dropPages = false; // page failures close the connection, not answer HTML
         // Certificate and key (PEM files) of the roles served over https (see secure());
         // without them those roles are not started.
         std::string tlsCertificate;
